@@ -1,5 +1,7 @@
 // The program's entry.
+#include "settings/command_line.h"
 
-int main() {
+int main(int argc, char **argv) {
+  read_command_line(argc, argv);
   return 0;
 }

@@ -17,19 +17,26 @@ constexpr const char *kProgramName = "zel-client";
 
 bool set_error(GError **error, ErrorCode code, const char *format, ...) {
   if (error == nullptr) return false;
-  const int cause = errno;  // zel_error_quark may register the domain first
+  const int cause = errno;  // for "%m", whatever registering the domain does to it
   const GQuark domain = zel_error_quark();
+  errno = cause;
   va_list arguments;
   va_start(arguments, format);
-  errno = cause;
-  GError *made = g_error_new_valist(domain, code, format, arguments);
+  g_propagate_error(error, g_error_new_valist(domain, code, format, arguments));
   va_end(arguments);
-  g_propagate_error(error, made);
   return false;
 }
 
-GQuark client_error_quark() {
-  return g_quark_from_static_string("zel-client-error");
+bool set_client_error(GError **error, const char *format, ...) {
+  if (error == nullptr) return false;
+  const int cause = errno;
+  const GQuark domain = g_quark_from_static_string("zel-client-error");
+  errno = cause;
+  va_list arguments;
+  va_start(arguments, format);
+  g_propagate_error(error, g_error_new_valist(domain, 0, format, arguments));
+  va_end(arguments);
+  return false;
 }
 
 const char *error_text(const GError *error) {

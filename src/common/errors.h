@@ -18,8 +18,8 @@ enum ErrorCode : gint {
 /// return the result.
 bool set_error(GError **error, ErrorCode code, const char *format, ...) G_GNUC_PRINTF(3, 4);
 
-/// The domain of the client's own errors ("zel-client-error", code 0): output names, output files, enum option values.
-GQuark client_error_quark();
+/// The same in the client's own domain ("zel-client-error", code 0): output names, output files, enum option values.
+bool set_client_error(GError **error, const char *format, ...) G_GNUC_PRINTF(2, 3);
 
 /// The text of `error`, which may be null when a library call failed without saying why.
 const char *error_text(const GError *error);
