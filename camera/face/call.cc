@@ -1,0 +1,43 @@
+// Striking faults and logging calls.
+#include "face/call.h"
+
+#include <csignal>
+#include <ctime>
+
+namespace camera {
+namespace {
+
+/// Sleeps the whole time, however often signals interrupt it.
+void stall(std::uint64_t microseconds) {
+  constexpr std::uint64_t kSecond = 1'000'000;
+  timespec rest{static_cast<time_t>(microseconds / kSecond), static_cast<long>(microseconds % kSecond * 1000)};
+  while (clock_nanosleep(CLOCK_MONOTONIC, 0, &rest, &rest) == EINTR) {
+  }
+}
+
+}  // namespace
+
+const CallFault *begin_call(Session &session, std::string_view name, std::span<const LogField>) {
+  if (session.call_script.is_empty()) return nullptr;
+  const CallFault *fault = session.call_script.next(name);
+  if (fault == nullptr) return nullptr;
+  session.log.write("fault", {{"name", std::string_view(fault->name)}, {"call", name}});
+  if (fault->stall_us != 0) stall(fault->stall_us);
+  if (fault->signal != 0) (void)std::raise(fault->signal);
+  return fault->fails ? fault : nullptr;
+}
+
+int apply_fault(const CallFault &fault, GError **error) {
+  if (fault.sets_error) {
+    const auto make = fault.expected ? fail_expected : fail;
+    (void)make(error, fault.code, "%s", fault.message.c_str());
+  }
+  return fault.error_number != 0 ? fault.error_number : EIO;
+}
+
+void log_call(Session &session, std::string_view name, std::span<const LogField> arguments, const LogValue &result,
+              const LogFailure *failure) {
+  session.log.write_call(name, arguments, result, failure);
+}
+
+}  // namespace camera

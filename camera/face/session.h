@@ -1,0 +1,38 @@
+// What all calls share: the configuration in force, its log, its call faults, and the numbers of the objects.
+#ifndef ZEL_CAMERA_SESSION_H
+#define ZEL_CAMERA_SESSION_H
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "script/call_script.h"
+#include "settings/key_file.h"
+#include "truth/log.h"
+
+namespace camera {
+
+/// One reading of the key file. Made by the first call of the interface; a later zel_map_new or zel_stream_new makes
+/// another one when ZEL_CAMERA names a different file by then. Never freed: objects made under it may outlive the next.
+struct Session {
+  explicit Session(const char *path);
+
+  std::string path;     ///< what ZEL_CAMERA said; empty when it was not set
+  CameraConfig config;  ///< defaults when the file could not be read
+  std::string problem;  ///< why the file could not be read; empty when all is well
+  Log log;
+  CallScript call_script;
+  std::atomic<std::uint32_t> maps = 0;     ///< maps made so far
+  std::atomic<std::uint32_t> streams = 0;  ///< streams made so far
+  std::atomic<std::uint32_t> buffers = 0;  ///< buffers made so far
+};
+
+/// The session in force.
+Session &session();
+
+/// The same, after a look at whether ZEL_CAMERA names another file now.
+Session &renewed_session();
+
+}  // namespace camera
+
+#endif
