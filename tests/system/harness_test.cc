@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "harness/client_run.h"
+#include "harness/pty.h"
 
 using testing::ElementsAre;
 
@@ -133,4 +134,45 @@ TEST(Harness, ReadsTheCamerasLog) {
   EXPECT_EQ(truth.bytes(0, 1), "bc");
   EXPECT_EQ(truth.drops().at(0).sequence, 5U);
   EXPECT_EQ(truth.releases().at(0).object, "map");
+}
+
+// Catches keys that do not arrive, a screen that is cut, and modes that are not the client's.
+TEST(Harness, GivesATerminal) {
+  const TempFolder folder;
+  Terminal terminal;
+  ProcessSetup setup = shell(folder, "stty -echo; echo ready; read line; echo \"got $line\"");
+  setup.stdin_fd = terminal.descriptor();
+  setup.stdout_path = terminal.path();
+  Process process(setup);
+  ASSERT_TRUE(process.wait_until([&] { return terminal.shows("ready\n"); }));
+  terminal.press("a key\n");
+  EXPECT_EQ(process.wait().status, 0);
+  EXPECT_EQ(terminal.whole_screen(), "ready\ngot a key\n");
+  EXPECT_EQ(terminal.modes().c_lflag & static_cast<tcflag_t>(ECHO | ICANON), static_cast<tcflag_t>(ICANON));
+  EXPECT_FALSE(terminal.nonblocking());
+}
+
+// Catches a terminal without job control: the interrupt key must reach the client.
+TEST(Harness, GivesAControllingTerminal) {
+  const TempFolder folder;
+  Terminal terminal;
+  ProcessSetup setup = shell(folder, "echo ready; exec tail -f /dev/null");
+  setup.stdin_fd = terminal.descriptor();
+  setup.stdout_path = terminal.path();
+  setup.new_session = true;
+  Process process(setup);
+  ASSERT_TRUE(process.wait_until([&] { return terminal.shows("ready\n"); }));
+  terminal.press("\x03");
+  EXPECT_EQ(process.wait().signal, SIGINT);
+}
+
+// Catches an end of the input that the client would never see.
+TEST(Harness, HangsUp) {
+  const TempFolder folder;
+  Terminal terminal;
+  ProcessSetup setup = shell(folder, "cat; echo end");
+  setup.stdin_fd = terminal.descriptor();
+  Process process(setup);
+  terminal.hang_up();
+  EXPECT_EQ(process.wait().out, "end\n");
 }

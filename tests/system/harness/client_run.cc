@@ -33,6 +33,10 @@ std::filesystem::path camera_library() {
   return ZEL_TEST_CAMERA;
 }
 
+std::filesystem::path preload_library(const std::string &name) {
+  return std::filesystem::path(ZEL_TEST_PRELOAD_FOLDER) / (name + ".so");
+}
+
 bool client_is_emulated() {
   return !emulator().empty();
 }

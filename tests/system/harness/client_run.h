@@ -25,6 +25,9 @@
 std::filesystem::path client_program();
 std::filesystem::path camera_library();
 
+/// A library of tests/system/preload for ClientRun::preload(), such as "fake_clock".
+std::filesystem::path preload_library(const std::string &name);
+
 /// True when the client runs under an emulator: what needs the host's own loader cannot be tested then.
 bool client_is_emulated();
 

@@ -32,7 +32,8 @@ int checked(int descriptor, const std::string &what) {
 }
 
 int open_for_output(const std::filesystem::path &path) {
-  return checked(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kReadWrite), "open " + path.string());
+  return checked(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, kReadWrite),
+                 "open " + path.string());
 }
 
 /// What a run left in `path`; nothing for a device.
