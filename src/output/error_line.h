@@ -1,0 +1,22 @@
+// Lines beginning "error: " on standard error: what FFmpeg refused, before the coded error is carried to the driver.
+#ifndef ZEL_CLIENT_OUTPUT_ERROR_LINE_H
+#define ZEL_CLIENT_OUTPUT_ERROR_LINE_H
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <iterator>
+#include <utility>
+
+/// Writes "error: ", the formatted message and a newline. A line that cannot be written is lost, where fmt::print would
+/// throw.
+template <typename... Arguments>
+void print_error_line(fmt::format_string<Arguments...> format, Arguments &&...arguments) {
+  fmt::memory_buffer line;
+  fmt::format_to(std::back_inserter(line), "error: ");
+  fmt::format_to(std::back_inserter(line), format, std::forward<Arguments>(arguments)...);
+  line.push_back('\n');
+  (void)std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+#endif
