@@ -49,6 +49,9 @@ Session::Session(const char *name)
   if (problem.empty() && !config.log.empty() && !log.open(config.log)) {
     problem = "Camera configuration " + path + ": [camera] log: " + config.log + ": " + std::strerror(errno);
   }
+  if (problem.empty() && !config.record.empty() && !recorder.open(config.record)) {
+    problem = "Camera configuration " + path + ": [camera] record: " + config.record + ": " + std::strerror(errno);
+  }
 }
 
 Session &session() {

@@ -9,6 +9,7 @@
 #include "script/call_script.h"
 #include "settings/key_file.h"
 #include "truth/log.h"
+#include "truth/recorder.h"
 
 namespace camera {
 
@@ -21,6 +22,7 @@ struct Session {
   CameraConfig config;  ///< defaults when the file could not be read
   std::string problem;  ///< why the file could not be read; empty when all is well
   Log log;
+  Recorder recorder;
   CallScript call_script;
   std::atomic<std::uint32_t> maps = 0;     ///< maps made so far
   std::atomic<std::uint32_t> streams = 0;  ///< streams made so far

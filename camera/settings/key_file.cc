@@ -138,6 +138,7 @@ constexpr Key<CameraConfig> kCameraKeys[] = {
     {"log", [](CameraConfig &c, std::string_view t) { c.log = t; }},
     {"record", [](CameraConfig &c, std::string_view t) { c.record = t; }},
     {"log_getters", [](CameraConfig &c, std::string_view t) { c.log_getters = read_truth(t); }},
+    {"marker", [](CameraConfig &c, std::string_view t) { c.marker = read_truth(t); }},
     {"seed", [](CameraConfig &c, std::string_view t) { c.seed = read_number<std::uint64_t>(t); }},
     {"start_us", [](CameraConfig &c, std::string_view t) { c.start_us = read_number<std::uint64_t>(t); }},
     {"utc_start_us", [](CameraConfig &c, std::string_view t) { c.utc_start_us = read_number<std::uint64_t>(t); }},

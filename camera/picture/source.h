@@ -1,0 +1,51 @@
+// Where pictures come from.
+#ifndef ZEL_CAMERA_SOURCE_H
+#define ZEL_CAMERA_SOURCE_H
+
+#include <memory>
+#include <string>
+
+#include "picture/av.h"
+#include "settings/grant.h"
+#include "settings/key_file.h"
+
+namespace camera {
+
+/// A sequence of pictures.
+class Source {
+ public:
+  Source() = default;
+  Source(const Source &) = delete;
+  Source &operator=(const Source &) = delete;
+  virtual ~Source() = default;
+
+  virtual SourceShape shape() const = 0;
+
+  /// The next picture, or null at the end. Throws AvFailure.
+  virtual AvFrame next() = 0;
+};
+
+/// A libavfilter graph without inputs and with one video output.
+std::unique_ptr<Source> open_graph(const std::string &description);
+
+/// A video file that begins anew at its end.
+std::unique_ptr<Source> open_file(const std::string &path);
+
+/// A V4L2 device.
+std::unique_ptr<Source> open_device(const std::string &path);
+
+/// The source that the key file names; null when it names none. Throws AvFailure.
+std::unique_ptr<Source> open_configured_source(const CameraConfig &config);
+
+/// The scene of an input, drawn by the camera at the size that the plan needs.
+std::unique_ptr<Source> open_drawn_source(const Plan &plan);
+
+/// Whether a drawn scene moves, so that the number and time are written into it.
+constexpr bool is_moving_input(std::uint32_t input) {
+  constexpr std::uint32_t kStillInput = 3;
+  return input != kStillInput;
+}
+
+}  // namespace camera
+
+#endif

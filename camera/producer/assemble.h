@@ -1,0 +1,27 @@
+// Putting a stream's parts together.
+#ifndef ZEL_CAMERA_ASSEMBLE_H
+#define ZEL_CAMERA_ASSEMBLE_H
+
+#include <memory>
+#include <optional>
+
+#include "producer/producer.h"
+#include "settings/grant.h"
+#include "settings/key_file.h"
+
+namespace camera {
+
+/// What a stream is made of once its settings are granted.
+struct Assembly {
+  Grant grant;
+  std::size_t capacity;  ///< of its buffers
+  std::unique_ptr<Producer> producer;
+};
+
+/// Judges the request and makes the producer. Returns nothing and sets the error when the settings are unusable; throws
+/// AvFailure when the source or the encoder cannot be had.
+std::optional<Assembly> assemble(const CameraConfig &config, const Values &request, GError **error);
+
+}  // namespace camera
+
+#endif

@@ -1,0 +1,254 @@
+// One frame after the other: wait, look for a buffer, make, hand over. A frame that is dropped is never encoded, so
+// that a drop cannot break the coded stream.
+#include "producer/engine.h"
+
+#include <exception>
+#include <string>
+
+#include "pacing/quiet_thread.h"
+
+namespace camera {
+Engine::Engine(const CameraConfig &config, const Plan &plan, std::uint32_t stream, std::size_t capacity, Log &log,
+               FrameQueue &queue, std::unique_ptr<Producer> producer)
+    : plan_(plan),
+      stream_(stream),
+      capacity_(capacity),
+      log_(log),
+      queue_(queue),
+      pacer_(config, plan.rate_numerator, plan.rate_denominator),
+      script_(config),
+      segmenter_(plan_),
+      producer_(std::move(producer)) {}
+
+Engine::~Engine() {
+  stop();
+}
+
+void Engine::start() {
+  if (finished_.load()) stop();
+  if (is_running()) return;
+  queue_.begin(plan_.hold_us != 0 && !plays_);
+  key_forced_.store(false);
+  ended_ = false;
+  overruns_ = false;
+  producer_->begin();
+  segmenter_.begin();
+  post("started");
+  const SignalsBlocked blocked;
+  thread_ = std::thread([this] { run(); });
+}
+
+void Engine::stop() {
+  if (!is_running()) return;
+  queue_.request_stop();
+  thread_.join();
+  finished_.store(false);
+  plays_ = false;
+  for (Delayed &delayed : delayed_) {
+    log_drop(delayed.filled.frame.sequence, "stopped");
+    queue_.give(std::move(delayed.filled.buffer));
+  }
+  delayed_.clear();
+  for (const std::uint32_t sequence : queue_.finish_stop())
+    log_drop(sequence, "stopped");
+  post("stopped");
+}
+
+void Engine::play() {
+  plays_ = true;
+  if (!is_running()) return;
+  for (const std::uint32_t sequence : queue_.release_held())
+    log_drop(sequence, "expired");
+}
+
+void Engine::run() {
+  const MessagesSilenced silenced;
+  try {
+    pacer_.begin(sequence_);
+    while (!queue_.is_stopping() && run_one()) {
+    }
+    release_delayed();
+  } catch (const std::exception &problem) {
+    queue_.end(problem.what());
+  }
+  finished_.store(true);
+}
+
+/// One frame, or several that came too late. Returns false at the end of the stream.
+bool Engine::run_one() {
+  wait_for_capture(pacer_.due_us(sequence_));
+  if (queue_.is_stopping()) return false;
+  const FrameFate fate = script_.judge(sequence_);
+  if (fate.ends_stream) {
+    queue_.end("The stream has ended");
+    return false;
+  }
+  if (fate.dropped) {
+    drop("injected");
+    return true;
+  }
+  if (pacer_.is_missed(sequence_)) {
+    drop("late");
+    return true;
+  }
+  std::optional<BufferHandle> buffer = find_buffer();
+  if (!buffer) {
+    if (queue_.is_stopping()) return false;
+    drop("no-buffer");
+    return true;
+  }
+  make_and_hand_over(fate, *std::move(buffer));
+  return !ended_;
+}
+
+/// Hands over delayed frames while it waits.
+void Engine::wait_for_capture(std::int64_t due_us) {
+  if (due_us < 0) return;
+  while (!queue_.is_stopping()) {
+    const std::uint64_t now = pacer_.now_us(0);
+    while (!delayed_.empty() && delayed_.front().due_us <= now) {
+      delayed_.front().filled.frame.handed_us = now;
+      queue_.deliver(std::move(delayed_.front().filled));
+      delayed_.pop_front();
+    }
+    if (static_cast<std::int64_t>(now) >= due_us) return;
+    const bool delivery_first = !delayed_.empty() && static_cast<std::int64_t>(delayed_.front().due_us) < due_us;
+    queue_.wait_until(delivery_first ? static_cast<std::int64_t>(delayed_.front().due_us) : due_us);
+  }
+}
+
+/// A buffer for the next frame. Only in real time is a frame dropped for lack of one; else the client sets the pace.
+std::optional<BufferHandle> Engine::find_buffer() {
+  while (!queue_.is_stopping()) {
+    const std::optional<std::uint64_t> held_us = queue_.held_span_us();
+    const bool holds_enough = held_us && *held_us >= plan_.hold_us;
+    if (holds_enough && !pacer_.is_real_time()) {
+      queue_.wait_for_release();
+      continue;
+    }
+    if (holds_enough) {
+      if (const auto sequence = queue_.recycle_held()) log_drop(*sequence, "expired");
+      continue;
+    }
+    if (std::optional<BufferHandle> buffer = queue_.take_free()) return buffer;
+    if (held_us && pacer_.is_real_time()) {
+      const auto sequence = queue_.recycle_held();
+      if (!sequence) return std::nullopt;
+      log_drop(*sequence, "expired");
+    } else if (held_us) {
+      queue_.wait_for_release();
+    } else if (pacer_.is_real_time()) {
+      return std::nullopt;
+    } else {
+      queue_.wait_for_free();
+    }
+  }
+  return std::nullopt;
+}
+
+void Engine::make_and_hand_over(const FrameFate &fate, BufferHandle buffer) {
+  overruns_ = false;
+  const std::uint64_t captured = pacer_.captured_us(sequence_);
+  const bool key = key_forced_.exchange(false) || segmenter_.wants_key(captured);
+  Product product = producer_->make({sequence_, captured, pacer_.utc_us(captured), key});
+  if (product.new_framerate) {
+    Values event;
+    event["event"] = std::string("settings");
+    event["framerate"] = *product.new_framerate;
+    log_.write("event", {{"stream", std::uint64_t{stream_}}, {"event", &event}});
+    queue_.post_event(std::move(event));
+  }
+  if (product.outcome != Outcome::kMade) {
+    queue_.return_free(std::move(buffer));
+    if (product.outcome == Outcome::kLeftOut) {
+      drop("still");
+    } else {
+      ended_ = true;
+      queue_.end("The stream has ended");
+    }
+    return;
+  }
+  Frame frame = frame_of(std::move(product), captured);
+  script_.apply(fate, frame);
+  ++sequence_;
+  hand_over({std::move(buffer), std::move(frame)}, fate.latency_us);
+  if (plan_.snapshot) {
+    release_delayed();
+    ended_ = true;
+    queue_.end("The snapshot has been delivered");
+  }
+}
+
+Frame Engine::frame_of(Product product, std::uint64_t captured_us) {
+  if (!has_first_) first_captured_us_ = captured_us;
+  has_first_ = true;
+  Frame frame;
+  frame.payload = std::move(product.payload);
+  frame.sequence = sequence_;
+  frame.type = product.type;
+  frame.timestamp_us = captured_us;
+  frame.captured_us = captured_us;
+  frame.utc_us = pacer_.utc_us(captured_us);
+  frame.header_size = product.header_size;
+  frame.capacity = capacity_;
+  frame.key = product.key;
+  frame.empty = product.empty ? EmptyMark::kTrue : EmptyMark::kFalse;
+  frame.segment_start = segmenter_.add(captured_us, frame.payload->size, product.key);
+  switch (plan_.timestamp_type) {
+    case kTimestampUtc:
+      frame.custom_us = frame.utc_us;
+      break;
+    case kTimestampElapsed:
+      frame.custom_us = captured_us - first_captured_us_;
+      break;
+    case kTimestampSequence:
+      frame.custom_us = sequence_;
+      break;
+    default:
+      frame.custom_us = captured_us;
+      break;
+  }
+  return frame;
+}
+
+/// On the virtual clock latency passes in no time; unpaced, everything waits for it.
+void Engine::hand_over(Filled filled, std::uint64_t latency_us) {
+  const std::uint64_t captured = filled.frame.captured_us;
+  if (pacer_.is_real_time() && (latency_us != 0 || !delayed_.empty())) {
+    delayed_.push_back({captured + latency_us, std::move(filled)});
+    return;
+  }
+  if (!pacer_.is_virtual() && latency_us != 0) queue_.wait_until(static_cast<std::int64_t>(captured + latency_us));
+  filled.frame.handed_us = pacer_.is_virtual() ? captured + latency_us : pacer_.now_us(captured);
+  queue_.deliver(std::move(filled));
+}
+
+/// Hands over all delayed frames at their time.
+void Engine::release_delayed() {
+  while (!delayed_.empty() && !queue_.is_stopping()) {
+    wait_for_capture(static_cast<std::int64_t>(delayed_.front().due_us));
+  }
+}
+
+void Engine::drop(std::string_view reason) {
+  log_drop(sequence_, reason);
+  if (reason == "no-buffer" && !overruns_) {
+    overruns_ = true;
+    post("overrun");
+  }
+  ++sequence_;
+}
+
+void Engine::log_drop(std::uint32_t sequence, std::string_view reason) {
+  log_.write("drop", {{"stream", std::uint64_t{stream_}}, {"sequence", std::uint64_t{sequence}}, {"reason", reason}});
+}
+
+void Engine::post(std::string_view event) {
+  Values values;
+  values["event"] = std::string(event);
+  values["sequence"] = sequence_;
+  log_.write("event", {{"stream", std::uint64_t{stream_}}, {"event", &values}});
+  queue_.post_event(std::move(values));
+}
+
+}  // namespace camera

@@ -1,0 +1,41 @@
+// The scripted changes to frames.
+#ifndef ZEL_CAMERA_FRAME_SCRIPT_H
+#define ZEL_CAMERA_FRAME_SCRIPT_H
+
+#include <cstdint>
+#include <vector>
+
+#include "producer/frame.h"
+#include "settings/key_file.h"
+
+namespace camera {
+
+/// What the script says about one frame before it is made.
+struct FrameFate {
+  bool dropped = false;
+  bool ends_stream = false;
+  std::uint64_t latency_us = 0;            ///< jitter included
+  std::vector<const FrameFault *> faults;  ///< that strike this frame, in the key file's order
+};
+
+/// The frame faults of one stream. Used by the producer's thread only.
+class FrameScript {
+ public:
+  FrameScript(const CameraConfig &config) : faults_(config.frame_faults), seed_(config.seed) {}
+
+  /// Judges the next frame; every frame is asked about exactly once, in order, for clocks step from a frame on.
+  FrameFate judge(std::uint64_t sequence);
+
+  /// Changes a frame that was made as its fate says.
+  void apply(const FrameFate &fate, Frame &frame) const;
+
+ private:
+  const std::vector<FrameFault> &faults_;
+  std::uint64_t seed_;
+  std::int64_t clock_step_us_ = 0;
+  std::int64_t utc_step_us_ = 0;
+};
+
+}  // namespace camera
+
+#endif

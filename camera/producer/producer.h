@@ -1,0 +1,53 @@
+// What makes frames.
+#ifndef ZEL_CAMERA_PRODUCER_H
+#define ZEL_CAMERA_PRODUCER_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "producer/frame.h"
+#include "settings/grant.h"
+
+namespace camera {
+
+/// A frame that is to be made.
+struct Order {
+  std::uint32_t sequence = 0;
+  std::uint64_t captured_us = 0;
+  std::uint64_t utc_us = 0;
+  bool key = false;  ///< it must be a key frame
+};
+
+enum class Outcome { kMade, kLeftOut, kEnded };
+
+/// A frame as its producer made it.
+struct Product {
+  Outcome outcome = Outcome::kMade;
+  std::shared_ptr<const Payload> payload;
+  std::size_t header_size = 0;
+  std::uint32_t type = 0;
+  bool key = false;
+  bool empty = false;
+  std::optional<double> new_framerate;  ///< the rate of a dynamic frame rate has changed to this
+};
+
+/// Makes one frame at a time. All calls come from one thread at a time.
+class Producer {
+ public:
+  Producer() = default;
+  Producer(const Producer &) = delete;
+  Producer &operator=(const Producer &) = delete;
+  virtual ~Producer() = default;
+
+  /// A run begins: the next frame is a key frame, and whatever went before is over.
+  virtual void begin() = 0;
+  virtual Product make(const Order &order) = 0;
+};
+
+/// Frames of made-up bytes with the GOPs of the plan.
+std::unique_ptr<Producer> make_scripted_producer(const Plan &plan);
+
+}  // namespace camera
+
+#endif

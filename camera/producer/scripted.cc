@@ -1,0 +1,49 @@
+// Frames of made-up bytes: as cheap as frames can be, and all that they say comes from the script.
+#include "producer/gop.h"
+#include "producer/producer.h"
+
+namespace camera {
+namespace {
+
+constexpr std::size_t kKeySize = 24'000;
+constexpr std::size_t kOtherSize = 4'000;
+constexpr std::size_t kHeaderSize = 32;
+
+class Scripted : public Producer {
+ public:
+  explicit Scripted(const Plan &plan) : plan_(plan), gop_(plan_) {}
+
+  void begin() override { gop_.begin(); }
+
+  Product make(const Order &order) override {
+    Product product;
+    product.key = all_key() || gop_.next(order.key, false);
+    product.payload = made_up_payload(product.key ? kKeySize : kOtherSize, order.sequence);
+    product.header_size = product.key && !all_key() ? kHeaderSize : 0;
+    product.type = type(product.key);
+    return product;
+  }
+
+ private:
+  bool all_key() const {
+    return plan_.format != kFormatH264 && plan_.format != kFormatH265 && plan_.format != kFormatAv1;
+  }
+
+  std::uint32_t type(bool key) const {
+    if (plan_.format == kFormatAv1) return key ? kFrameKey : kFrameInter;
+    if (plan_.format == kFormatJpeg) return kFrameJpeg;
+    if (all_key()) return kFrameRaw;
+    return key ? kFrameIdr : kFrameP;
+  }
+
+  Plan plan_;
+  GopCounter gop_;
+};
+
+}  // namespace
+
+std::unique_ptr<Producer> make_scripted_producer(const Plan &plan) {
+  return std::make_unique<Scripted>(plan);
+}
+
+}  // namespace camera
