@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "common/owned.h"
 #include "zel/zel.h"
 
 namespace {
@@ -44,12 +45,10 @@ const char *error_text(const GError *error) {
 }
 
 void fatal_error(const char *format, ...) {
-  const int cause = errno;
-  (void)std::fprintf(stderr, "%s: ", kProgramName);
   va_list arguments;
   va_start(arguments, format);
-  errno = cause;
-  (void)std::vfprintf(stderr, format, arguments);
+  const TextPtr message(g_strdup_vprintf(format, arguments));
   va_end(arguments);
+  (void)std::fprintf(stderr, "%s: %s", kProgramName, message.get());
   std::exit(EXIT_FAILURE);
 }

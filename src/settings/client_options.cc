@@ -4,8 +4,9 @@
 #include <atomic>
 #include <type_traits>
 
-static_assert(std::is_same_v<gint32, gint> && std::is_same_v<gboolean, gint>,
-              "GOption's integer and flag kinds write an int through the field's address");
+// GOption's integer and flag kinds write an int through the field's address.
+static_assert(std::is_same_v<decltype(ClientOptions::frames), gint>);
+static_assert(std::is_same_v<decltype(ClientOptions::quiet), gint>);
 static_assert(std::atomic_ref<gint32>::is_always_lock_free, "the interrupt handler stores the frame limit");
 
 ClientOptions client_options;
