@@ -49,6 +49,7 @@ ClientRun::ClientRun() {
   setup_.stdout_path = beside("stdout");
   setup_.stderr_path = beside("stderr");
   setup_.environment["ZEL_CAMERA"] = beside("camera");
+  setup_.environment["TZ"] = "UTC";
 }
 
 ClientRun &ClientRun::environment(const std::string &name, const std::string &value) {
@@ -96,6 +97,16 @@ ClientRun &ClientRun::preload(const std::filesystem::path &library) {
   // The sanitizer's library would insist on being the first one.
   setup_.environment["ASAN_OPTIONS"] = with_option("ASAN_OPTIONS", "verify_asan_link_order=0");
   return *this;
+}
+
+ClientRun &ClientRun::clock(const std::vector<ClockReading> &frames) {
+  std::string lines;
+  for (const ClockReading &reading : frames) {
+    lines += std::to_string(reading.monotonic) + ' ' + std::to_string(reading.real) + '\n';
+  }
+  write_file(beside("clock"), lines);
+  setup_.environment["ZEL_TEST_CLOCK"] = beside("clock");
+  return preload(preload_library("fake_clock"));
 }
 
 ClientRun &ClientRun::guard(std::chrono::seconds longest) {

@@ -6,8 +6,9 @@
 //     EXPECT_EQ(result.status, 0);
 //     EXPECT_EQ(read_file(run.file("out")), run.truth().bytes());
 //
-// The run's working directory is fresh and empty and goes with the object; the camera's script, log and record lie in
-// another folder, so that listing the working directory shows what the client wrote and nothing else.
+// The client runs in the zone UTC. The run's working directory is fresh and empty and goes with the object; the camera's
+// script, log and record lie in another folder, so that listing the working directory shows what the client wrote and
+// nothing else.
 #ifndef ZEL_CLIENT_TESTS_HARNESS_CLIENT_RUN_H
 #define ZEL_CLIENT_TESTS_HARNESS_CLIENT_RUN_H
 
@@ -31,6 +32,12 @@ std::filesystem::path preload_library(const std::string &name);
 /// True when the client runs under an emulator: what needs the host's own loader cannot be tested then.
 bool client_is_emulated();
 
+/// What the client's clocks say when it reads them for a frame, microseconds.
+struct ClockReading {
+  std::int64_t monotonic = 0;
+  std::int64_t real = 0;
+};
+
 class ClientRun {
  public:
   ClientRun();
@@ -47,8 +54,9 @@ class ClientRun {
   ClientRun &stdout_to(
       const std::filesystem::path &path);  ///< a device, such as "/dev/full"; RunResult::out stays empty
   ClientRun &terminal_session();           ///< a session of its own whose terminal is the descriptor
-  ClientRun &preload(const std::filesystem::path &library);  ///< LD_PRELOAD; may be given several times
-  ClientRun &guard(std::chrono::seconds longest);            ///< default 120 s
+  ClientRun &preload(const std::filesystem::path &library);   ///< LD_PRELOAD; may be given several times
+  ClientRun &clock(const std::vector<ClockReading> &frames);  ///< the client's clocks, one reading a frame
+  ClientRun &guard(std::chrono::seconds longest);             ///< default 120 s
 
   /// Runs to the end.
   RunResult run(const std::vector<std::string> &arguments);
