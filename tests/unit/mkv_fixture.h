@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -19,6 +22,12 @@ extern "C" {
 }
 
 constexpr std::uint32_t kH264 = 0, kH265 = 1, kJpeg = 2, kAv1 = 10;
+
+/// Number of this process's open descriptors.
+inline std::size_t open_descriptors() {
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
 
 class MkvTest : public testing::Test {
  protected:
