@@ -40,7 +40,7 @@ class Keyboard : public testing::Test {
   }
 
   /// Starts a run and waits until the client has set up stream and terminal.
-  void start(Arguments arguments) {
+  void start(const Arguments &arguments) {
     run.start(arguments);
     ASSERT_TRUE(wait_for("Starting Stream[")) << terminal.screen();
   }

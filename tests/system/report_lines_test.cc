@@ -109,6 +109,7 @@ TEST_F(ReportLines, TypeTexts) {
   camera.frames({.from = 7, .type = "intraonly"});
   const std::vector<std::string> printed = frame_lines(lines({"--frames=8"}));
   std::vector<std::string> types;
+  types.reserve(printed.size());
   for (const std::string &line : printed)
     types.push_back(line.substr(0, line.find(", Δpts")));
   EXPECT_THAT(types,

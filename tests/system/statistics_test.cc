@@ -100,10 +100,11 @@ TEST(Statistics, WholeReport) {
 
 // Catches a custom block that misses where "timestamp.type" asks for it, or that shows distances.
 TEST(Statistics, CustomBlock) {
+  const std::string expected = kDistances + kCustom + kRest;
   for (const char *type : {"--timestamp.type=elapsed", "--timestamp.type=sequence"}) {
     ClientRun run;
     script_four_frames(run);
-    EXPECT_EQ(run.run({"--frames=4", "--framerate=25", "-s", "-q", type}).out, kDistances + kCustom + kRest);
+    EXPECT_EQ(run.run({"--frames=4", "--framerate=25", "-s", "-q", type}).out, expected);
   }
 }
 
