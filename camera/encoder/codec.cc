@@ -55,11 +55,12 @@ struct Quantisers {
   unsigned other;
 };
 
+/// 0 would mean coding without loss, which the profiles do not know.
 Quantisers quantisers(const Plan &plan) {
-  return {plan.qp_i.value_or(quantiser(plan)), plan.qp_p.value_or(quantiser(plan))};
+  return {std::max(plan.qp_i.value_or(quantiser(plan)), 1U), std::max(plan.qp_p.value_or(quantiser(plan)), 1U)};
 }
 
-/// x264 and x265 know one quantiser and the ratio between frame types: 6 steps double the step size.
+/// x264 and x265 know one quantiser and by what factor key frames are finer: 6 steps double the step size.
 double key_ratio(const Quantisers &qp) {
   return std::exp2((static_cast<double>(qp.other) - qp.key) / 6.0);
 }
@@ -75,7 +76,7 @@ void set_rate(AVCodecContext &context, const Plan &plan) {
   switch (plan.rate_control) {
     case kRateConstantQp:
       set_option(context, "qp", std::to_string(qp.other));
-      context.i_quant_factor = static_cast<float>(key_ratio(qp));
+      context.i_quant_factor = static_cast<float>(1 / key_ratio(qp));
       break;
     case kRateMaximum:
       set_option(context, "crf", std::to_string(quantiser(plan)));
@@ -115,7 +116,7 @@ void set_h265(AVCodecContext &context, const Plan &plan) {
 /// AV1 quantisers run from 0 to 63.
 void set_av1(AVCodecContext &context, const Plan &plan) {
   set_option(context, "usage", "realtime");
-  set_option(context, "cpu-used", "9");
+  set_option(context, "cpu-used", "8");
   set_option(context, "lag-in-frames", "0");
   set_option(context, "row-mt", "0");
   const unsigned scaled = quantisers(plan).other * 63 / 51;

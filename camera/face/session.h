@@ -19,8 +19,8 @@ struct Session {
   explicit Session(const char *path);
 
   std::string path;     ///< what ZEL_CAMERA said; empty when it was not set
-  CameraConfig config;  ///< defaults when the file could not be read
   std::string problem;  ///< why the file could not be read; empty when all is well
+  CameraConfig config;  ///< defaults when the file could not be read
   Log log;
   Recorder recorder;
   CallScript call_script;

@@ -29,9 +29,8 @@ class Cached : public Producer {
     constexpr double kSeconds = 3;
     constexpr std::uint32_t kMost = 300;
     const auto wish = static_cast<std::uint32_t>(std::clamp(plan_.framerate * kSeconds, 1.0, double{kMost}));
-    if (plan_.gop_length == 0 || plan_.gop_length >= wish)
-      return std::min(plan_.gop_length == 0 ? wish : plan_.gop_length, kMost);
-    return wish / plan_.gop_length * plan_.gop_length;
+    if (plan_.gop_length == 0) return wish;
+    return plan_.gop_length >= wish ? std::min(plan_.gop_length, kMost) : wish / plan_.gop_length * plan_.gop_length;
   }
 
   void fill() {
@@ -42,6 +41,7 @@ class Cached : public Producer {
                                            1'000'000 / static_cast<std::uint64_t>(plan_.rate_numerator),
                                        0, false});
       if (product.outcome == Outcome::kEnded) break;
+      product.new_framerate.reset();
       if (product.outcome == Outcome::kMade) loop_.push_back(std::move(product));
     }
     if (loop_.empty()) throw std::runtime_error("The source has no picture");

@@ -27,14 +27,15 @@ Engine::~Engine() {
 void Engine::start() {
   if (finished_.load()) stop();
   if (is_running()) return;
-  queue_.begin(plan_.hold_us != 0 && !plays_);
+  const SignalsBlocked blocked;
+  const MessagesSilenced silenced;
+  producer_->begin();
+  segmenter_.begin();
   key_forced_.store(false);
   ended_ = false;
   overruns_ = false;
-  producer_->begin();
-  segmenter_.begin();
+  queue_.begin(plan_.hold_us != 0 && !plays_);
   post("started");
-  const SignalsBlocked blocked;
   thread_ = std::thread([this] { run(); });
 }
 
@@ -57,7 +58,9 @@ void Engine::stop() {
 void Engine::play() {
   plays_ = true;
   if (!is_running()) return;
-  for (const std::uint32_t sequence : queue_.release_held())
+  std::vector<std::uint32_t> lost;
+  if (!queue_.release_held(lost)) force_key();
+  for (const std::uint32_t sequence : lost)
     log_drop(sequence, "expired");
 }
 

@@ -60,9 +60,8 @@ void FrameQueue::begin(bool holds) {
   refresh_frames();
 }
 
-std::vector<std::uint32_t> FrameQueue::release_held() {
+bool FrameQueue::release_held(std::vector<std::uint32_t> &lost) {
   const std::lock_guard lock(mutex_);
-  std::vector<std::uint32_t> lost;
   holding_ = false;
   const auto key = std::find_if(held_.begin(), held_.end(), [](const Filled &held) { return held.frame.key; });
   for (auto held = held_.begin(); held != held_.end(); ++held) {
@@ -73,10 +72,11 @@ std::vector<std::uint32_t> FrameQueue::release_held() {
       filled_.push_back(std::move(*held));
     }
   }
+  const bool found = key != held_.end();
   held_.clear();
   refresh_frames();
   nudge_.set();
-  return lost;
+  return found;
 }
 
 void FrameQueue::request_stop() {

@@ -50,8 +50,9 @@ class FrameQueue {
 
   /// A run begins: frames are kept back when `holds`, until release_held().
   void begin(bool holds);
-  /// Lets kept frames go, beginning with a key frame. Returns the sequence numbers of those before it, which are lost.
-  std::vector<std::uint32_t> release_held();
+  /// Lets kept frames go, beginning with a key frame. Appends the sequence numbers of those before it, which are lost,
+  /// to `lost`. Returns false when there was no key frame.
+  bool release_held(std::vector<std::uint32_t> &lost);
   /// Tells the producer to end.
   void request_stop();
   /// After the producer has ended: unfetched frames are discarded and their buffers free again. Returns their sequence

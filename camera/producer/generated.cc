@@ -26,7 +26,8 @@ class Generated : public Producer {
       return product;
     }
     const bool still = picture_->is_still();
-    const bool leaves_out = plan_.skips_still && still && !order.key && last_ != nullptr && !is_due(order.captured_us);
+    const bool is_wanted = order.key || last_ == nullptr || gop_.is_complete(still) || is_due(order.captured_us);
+    const bool leaves_out = plan_.skips_still && still && !is_wanted;
     if (plan_.skips_still && still != was_still_) {
       was_still_ = still;
       product.new_framerate = still ? std::min(plan_.still_framerate, plan_.framerate) : plan_.framerate;
@@ -39,7 +40,7 @@ class Generated : public Producer {
       last_us_ = order.captured_us;
       last_ = picture_->render({order.sequence, order.captured_us, order.utc_us});
     }
-    const bool key = gop_.next(order.key, still) && !leaves_out;
+    const bool key = gop_.next(order.key, still);
     Coded coded = encoder_->encode(*last_, key);
     product.payload = split(std::move(coded.bytes), coded.header_size);
     product.header_size = coded.header_size;

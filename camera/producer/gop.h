@@ -15,10 +15,15 @@ class GopCounter {
 
   void begin() { started_ = false; }
 
-  /// Whether the next frame is a key frame.
-  bool next(bool asked, bool still) {
+  /// Whether the GOP is complete, so that the next frame must be a key frame.
+  bool is_complete(bool still) const {
     const std::uint32_t length = still && plan_.gop_stretches ? plan_.still_gop_length : plan_.gop_length;
-    const bool key = !started_ || asked || (length != 0 && frames_ >= length);
+    return !started_ || (length != 0 && frames_ >= length);
+  }
+
+  /// Counts the next frame. Returns whether it is a key frame.
+  bool next(bool asked, bool still) {
+    const bool key = asked || is_complete(still);
     if (key) frames_ = 0;
     ++frames_;
     started_ = true;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numeric>
 #include <stdexcept>
+#include <type_traits>
 
 #include "settings/errors.h"
 #include "settings/table.h"
@@ -34,7 +35,12 @@ void check_number(const Setting &setting, Number value) {
   if (value == 0 && setting.zero != nullptr) return;
   if (value >= setting.minimum && value <= setting.maximum) return;
   std::array<char, 32> text{};
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+  char *end = text.data();
+  if constexpr (std::is_floating_point_v<Number>) {
+    end = std::to_chars(end, end + text.size(), value, std::chars_format::general, 6).ptr;
+  } else {
+    end = std::to_chars(end, end + text.size(), value).ptr;
+  }
   refuse(setting, std::string(text.data(), end));
 }
 

@@ -73,10 +73,16 @@ constexpr Setting derived(Setting setting, const char *how) {
   setting.derived = how;
   return setting;
 }
+constexpr Setting without_effect(Setting setting, const char *why) {
+  setting.effect = why;
+  return setting;
+}
 constexpr Setting of_kind(Setting setting, Kind kind) {
   setting.kind = kind;
   return setting;
 }
+
+constexpr const char *kCropPart = "No effect by itself; a client folds width and height into \"crop\".";
 
 constexpr std::array kSettings = {
     // What is delivered.
@@ -184,10 +190,10 @@ constexpr std::array kSettings = {
                       "\"bitrate\""),
             "\"bitrate\""),
     number("abr.retention_time", 0, kAny, "0", nullptr),
-    number("crop.width", 0, kAny, nullptr, nullptr),
-    number("crop.height", 0, kAny, nullptr, nullptr),
-    number("crop.x", 0, kAny, nullptr, nullptr),
-    number("crop.y", 0, kAny, nullptr, nullptr),
+    without_effect(number("crop.width", 0, kAny, nullptr, nullptr), kCropPart),
+    without_effect(number("crop.height", 0, kAny, nullptr, nullptr), kCropPart),
+    without_effect(number("crop.x", 0, kAny, nullptr, nullptr), kCropPart),
+    without_effect(number("crop.y", 0, kAny, nullptr, nullptr), kCropPart),
     of_kind(number("crop", 0, kAny, nullptr,
                    "x, y, width, height: the part of the scene that is delivered, scaled to the resolution. The scene "
                    "of a picture that the camera draws is 1920x1080 then."),

@@ -1,0 +1,114 @@
+// Sources of pictures.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "support/camera_fixture.h"
+#include "support/marker_reader.h"
+#include "support/picture_decoder.h"
+
+namespace {
+
+using SourceTest = CameraTest;
+
+// A graph is delivered in its own size and rate, and nothing is drawn into it.
+TEST_F(SourceTest, AGraphBringsItsSizeAndRate) {
+  configure("pacing=virtual\ngraph=color=c=red:size=96x64:rate=25,format=rgb24");
+  create({{"format", guint32{6}}});
+  const MapRef info(zel_stream_get_info(stream_.get(), nullptr));
+  EXPECT_EQ(zel_map_get_uint32(info.get(), "width", 0), 96U);
+  EXPECT_EQ(zel_map_get_uint32(info.get(), "height", 0), 64U);
+  EXPECT_EQ(zel_map_get_double(info.get(), "framerate", 0), 25);
+  start();
+  const std::vector<std::uint8_t> bytes = fetch().bytes();
+  ASSERT_EQ(bytes.size(), 96U * 64 * 3);
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    EXPECT_GE(bytes[i], 250);
+    EXPECT_LE(bytes[i + 1], 5);
+    EXPECT_LE(bytes[i + 2], 5);
+  }
+  EXPECT_EQ(fetch().timestamp, 1040000U);
+}
+
+TEST_F(SourceTest, AGraphIsScaledToTheResolution) {
+  configure("pacing=virtual\nmarker=true\ngraph=testsrc2=size=96x64:rate=25");
+  create({{"format", guint32{5}}, {"resolution", zel_pair32u{320, 192}}, {"framerate", 50.0}});
+  start();
+  const Seen seen = fetch();
+  const std::optional<Marker> marker = read_marker(from_raw(seen, "gray", 320, 192));
+  ASSERT_TRUE(marker);
+  EXPECT_EQ(marker->captured_us, seen.timestamp);
+}
+
+// A graph that ends is the expected end of the stream.
+TEST_F(SourceTest, AGraphMayEnd) {
+  configure("pacing=virtual\ngraph=testsrc2=size=64x64:rate=10:duration=0.3");
+  create({});
+  start();
+  (void)fetch(3);
+  const Failure failure = fetch_failure();
+  EXPECT_EQ(failure.code, 5);
+  EXPECT_TRUE(failure.expected);
+}
+
+// What is wrong with a source is said when the stream is created.
+TEST_F(SourceTest, UnusableSourcesAreNamed) {
+  configure("graph=nonsense");
+  EXPECT_EQ(refusal({}).message, "Source graph \"nonsense\": Invalid argument");
+  configure("graph=sine");
+  EXPECT_TRUE(refusal({}).message.starts_with("Source graph \"sine\": "));
+  configure("graph=hflip");
+  EXPECT_EQ(refusal({}).message, "Source graph \"hflip\": it must have no input and one video output");
+  configure("file=" + path("absent.mp4"));
+  EXPECT_EQ(refusal({}).message, path("absent.mp4") + ": No such file or directory");
+  configure("device=/dev/nonexistent-camera");
+  EXPECT_EQ(refusal({}).message, "/dev/nonexistent-camera: No such file or directory");
+}
+
+// A file begins anew at its end.
+TEST_F(SourceTest, AFileIsLooped) {
+  create({{"resolution", zel_pair32u{192, 128}}, {"framerate", 10.0}});
+  start();
+  const std::vector<Seen> recorded = fetch(5);
+  {
+    std::ofstream file(path("five.h264"), std::ios::binary);
+    for (const Seen &seen : recorded) {
+      const std::vector<std::uint8_t> bytes = seen.bytes();
+      file.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    }
+  }
+  stream_.reset();
+  configure("pacing=virtual\nfile=" + path("five.h264"));
+  create({{"format", guint32{4}}});
+  start();
+  std::vector<guint32> numbers;
+  for (const Seen &seen : fetch(12)) {
+    const std::optional<Marker> marker = read_marker(from_raw(seen, "yuv420p", 192, 128));
+    ASSERT_TRUE(marker) << seen.sequence;
+    numbers.push_back(marker->sequence);
+  }
+  EXPECT_EQ(numbers, (std::vector<guint32>{0, 1, 2, 3, 4, 0, 1, 2, 3, 4, 0, 1}));
+}
+
+// The default picture moves: two frames in a row are never the same.
+TEST_F(SourceTest, TheTestPictureMoves) {
+  configure("pacing=virtual\nmarker=false");
+  create({{"format", guint32{5}}, {"resolution", zel_pair32u{320, 192}}});
+  start();
+  const std::vector<Seen> frames = fetch(10);
+  for (std::size_t i = 1; i < frames.size(); ++i)
+    EXPECT_NE(frames[i].bytes(), frames[i - 1].bytes());
+}
+
+// The strip must be readable after the coarsest coding there is.
+TEST_F(SourceTest, TheMarkerSurvivesTheCoarsestCoding) {
+  for (const zel_pair32u size : {zel_pair32u{1280, 720}, zel_pair32u{176, 144}, zel_pair32u{64, 64}}) {
+    create({{"resolution", size}, {"compression", guint32{100}}});
+    start();
+    const std::vector<Seen> frames = fetch(3);
+    for (const DecodedPicture &picture : decode("h264", frames))
+      EXPECT_TRUE(read_marker(picture)) << size.first;
+  }
+}
+
+}  // namespace
