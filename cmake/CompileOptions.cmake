@@ -10,6 +10,20 @@ endif()
 # The loader looks in LD_LIBRARY_PATH before RUNPATH but after RPATH: a user must be able to replace the camera.
 add_link_options(-Wl,--enable-new-dtags -Wl,--as-needed)
 
+# What makes a fault in the program harder to use against the camera it runs on.
+set(ZEL_HARDENING "")
+if(ZEL_HARDENED)
+  set(ZEL_HARDENING -fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fPIE)
+  add_compile_options(${ZEL_HARDENING})
+  add_link_options(-pie -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
+if(ZEL_STANDALONE)
+  add_compile_options(-ffunction-sections -fdata-sections)
+  # What was linked in stays the program's own: libzel must not find its C++ library in the program.
+  add_link_options(-static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--exclude-libs,ALL)
+endif()
+
 if(ZEL_SANITIZE)
   add_compile_options(-fsanitize=${ZEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ZEL_SANITIZE})
