@@ -1,0 +1,45 @@
+# What cmake --install puts where. Components: "client", and "camera" with all that belongs to the software camera.
+#
+# The installed client has no path to any libzel: on a camera the loader finds the camera's own. The software camera
+# lies in a folder of its own, where the loader does not look; the command zel-software-camera points it there.
+include(GNUInstallDirs)
+
+set(ZEL_ZSH_COMPLETION_DIR "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" CACHE STRING "Folder of zsh completions")
+
+install(TARGETS zel-client RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT client)
+if(TARGET documents)
+  install(FILES "${zel_documents}/zel-client.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT client)
+  install(FILES "${zel_documents}/bash/zel-client"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT client)
+  install(FILES "${zel_documents}/zsh/_zel-client" DESTINATION "${ZEL_ZSH_COMPLETION_DIR}" COMPONENT client)
+  install(FILES "${zel_documents}/fish/zel-client.fish"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT client)
+endif()
+
+if(ZEL_LIBRARY)
+  return()
+endif()
+
+set(zel_camera_folder "${CMAKE_INSTALL_LIBDIR}/zel/software-camera")
+file(RELATIVE_PATH zel_camera_from_bin
+  "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_PREFIX}/${zel_camera_folder}")
+file(RELATIVE_PATH zel_prefix_from_pkgconfig
+  "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+set(zel_made "${PROJECT_BINARY_DIR}/install")
+foreach(file zel.pc zel-software-camera.pc zel-software-camera)
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${file}.in" "${zel_made}/${file}" @ONLY)
+endforeach()
+configure_file("${PROJECT_SOURCE_DIR}/docs/man/zel-software-camera.1.in" "${zel_made}/zel-software-camera.1" @ONLY)
+
+install(TARGETS zel LIBRARY DESTINATION "${zel_camera_folder}" COMPONENT camera NAMELINK_COMPONENT camera)
+install(PROGRAMS "${zel_made}/zel-software-camera" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT camera)
+install(FILES "${PROJECT_SOURCE_DIR}/include/zel/zel.h"
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/zel" COMPONENT camera)
+install(FILES "${zel_made}/zel.pc" "${zel_made}/zel-software-camera.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT camera)
+install(FILES "${zel_made}/zel-software-camera.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT camera)
+if(TARGET documents)
+  install(FILES "${zel_documents}/zel-camera.5" DESTINATION "${CMAKE_INSTALL_MANDIR}/man5" COMPONENT camera)
+endif()
+install(FILES "${PROJECT_SOURCE_DIR}/tools/zel-software-camera.bash"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME zel-software-camera COMPONENT camera)
