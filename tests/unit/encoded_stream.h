@@ -22,12 +22,4 @@ std::vector<EncodedFrame> encode_stream(std::uint32_t format, int width, int hei
 /// The frames one after the other, as the raw output has them.
 std::string raw_bytes(const std::vector<EncodedFrame> &stream);
 
-/// The pieces that a container may frame differently, to compare what is in it with what came: the NAL units of H.264 and
-/// H.265 without start codes, the OBUs of AV1 without temporal delimiters, all of any other stream.
-std::vector<std::string> coded_units(std::uint32_t format, const std::string &raw);
-
-/// The same pieces of what Matroska stores, where NAL units have a length of four bytes before them in place of the start
-/// code.
-std::vector<std::string> stored_units(std::uint32_t format, const std::string &stored);
-
 #endif

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "coded_units.h"
 #include "encoded_stream.h"
 #include "mkv_fixture.h"
 #include "output/cue_text.h"
