@@ -150,7 +150,7 @@ void log_frame(const StreamState &stream, const zel_buffer &buffer) {
                               {"custom", frame.custom_us},
                               {"size", std::uint64_t{frame.payload->size}},
                               {"header_size", std::uint64_t{frame.header_size}},
-                              {"type", nick == nullptr ? LogValue(nullptr) : LogValue(std::string_view(nick))},
+                              {"type", std::string_view(nick != nullptr ? nick : "")},
                               {"type_value", std::uint64_t{frame.type}},
                               {"key", frame.key},
                               {"shown", frame.shown},

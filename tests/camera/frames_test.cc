@@ -160,7 +160,7 @@ TEST_F(FrameTest, FlagsAndTypesCanBeChanged) {
   EXPECT_EQ(g_variant_get_size(variant), 4U);
   g_variant_unref(variant);
   EXPECT_EQ(log("frame")[5]["empty"], "wide");
-  EXPECT_EQ(log("frame")[2]["type"], nullptr);
+  EXPECT_EQ(log("frame")[2]["type"], "");
 }
 
 // On the virtual clock latency passes in no time, but the log says it.
