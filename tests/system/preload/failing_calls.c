@@ -1,7 +1,7 @@
 // Preloaded into the client: system calls of its own fail as ZEL_TEST_FAILING_CALL names one of them: "F_GETFL",
 // "F_SETFL", "tcsetattr" or "signal". The call does nothing and errno is EPERM.
 
-// Both fcntl and fcntl64 are defined here: with 64-bit offsets the header would make them one.
+// All of fcntl's names are defined here: with 64-bit offsets the header would make two of them one.
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
@@ -44,6 +44,16 @@ int fcntl64(int descriptor, int command, ...) {
   void *argument = va_arg(arguments, void *);
   va_end(arguments);
   return call_fcntl("fcntl64", descriptor, command, argument, __builtin_return_address(0));
+}
+
+/// What the client calls where 64-bit times are not the C library's own, as on 32-bit Arm.
+int __fcntl_time64(int descriptor, int command, ...);
+int __fcntl_time64(int descriptor, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void *argument = va_arg(arguments, void *);
+  va_end(arguments);
+  return call_fcntl("__fcntl_time64", descriptor, command, argument, __builtin_return_address(0));
 }
 
 int tcsetattr(int descriptor, int when, const struct termios *modes) {
