@@ -246,6 +246,12 @@ TEST(Statistics, LocalNormalisation) {
   run.environment("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
   const RunResult result = run.run({"--frames=1", "-s", "-q"});
   EXPECT_THAT(result.out, HasSubstr("zel.firstFrame.utc_timestamp = 2023-07-14T13:13:20.000001\n"));
+
+  ClientRun south;  // summer time on the day that is normalised
+  south.camera().scripted().set("utc_start_us", "1689336800000001");
+  south.environment("TZ", "AEST-10AEDT,M10.1.0,M4.1.0/3");
+  EXPECT_THAT(south.run({"--frames=1", "-s", "-q"}).out,
+              HasSubstr("zel.firstFrame.utc_timestamp = 2023-07-14T11:13:20.000001\n"));
 }
 
 // Catches seconds that are not an int: the time beyond its range comes out cut.

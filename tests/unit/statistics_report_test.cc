@@ -250,6 +250,8 @@ TEST_F(StatisticsReportTest, NormalisesInLocalTime) {
   stats.last_utc = 1689336800000001;  // 2023-07-14T12:13:20 UTC
   set_zone("CET-1CEST,M3.5.0,M10.5.0/3");
   EXPECT_EQ(last_line(report_text(stats, false)), "zel.lastFrame.utc_timestamp  = 2023-07-14T13:13:20.000001\n");
+  set_zone("AEST-10AEDT,M10.1.0,M4.1.0/3");  // summer time on the day that is normalised
+  EXPECT_EQ(last_line(report_text(stats, false)), "zel.lastFrame.utc_timestamp  = 2023-07-14T11:13:20.000001\n");
   set_zone("CET-1");
   EXPECT_EQ(last_line(report_text(stats, false)), "zel.lastFrame.utc_timestamp  = 2023-07-14T12:13:20.000001\n");
 }
