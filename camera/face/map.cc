@@ -124,7 +124,10 @@ ZEL_EXPORT zel_map *zel_map_new(void) {
 }
 
 ZEL_EXPORT void zel_map_set_boolean(zel_map *map, const gchar *key, gboolean value) {
-  set("zel_map_set_boolean", map, key, value != FALSE, value != FALSE);
+  // A caller may pass any integer for true: the log shows what it passed.
+  const bool is_plain = value == FALSE || value == TRUE;
+  const LogValue logged = is_plain ? LogValue(value != FALSE) : LogValue(std::int64_t{value});
+  set("zel_map_set_boolean", map, key, value != FALSE, logged);
 }
 
 ZEL_EXPORT void zel_map_set_uint32(zel_map *map, const gchar *key, guint32 value) {
