@@ -110,11 +110,11 @@ TEST(Harness, ReadsTheCamerasLog) {
   write_file(folder.path() / "log",
              R"({"kind":"call","n":1,"name":"zel_map_new","args":{},"result":1}
 {"kind":"call","n":2,"name":"zel_map_set_uint32","args":{"map":1,"key":"dynamic","value":1}}
-{"kind":"call","n":3,"name":"zel_map_copy_value","args":{"map":1,"source_key":"dynamic","target_key":"dynamic.gop"}}
+{"kind":"call","n":3,"name":"zel_map_copy_value","args":{"map":1,"source":"dynamic","target":"dynamic.gop"}}
 {"kind":"call","n":4,"name":"zel_map_set_uint32","args":{"map":1,"key":"crop.x","value":5}}
 {"kind":"call","n":5,"name":"zel_map_remove_prefix","args":{"map":1,"prefix":"crop."}}
 {"kind":"call","n":6,"name":"zel_map_merge","args":{"destination":2,"source":1}}
-{"kind":"call","n":7,"name":"zel_stream_new","args":{"settings":1},"result":null,"error":{"code":3,"message":"no"},"errno":"EIO"}
+{"kind":"call","n":7,"name":"zel_stream_new","args":{"map":1,"values":{"dynamic":1}},"result":null,"error":{"code":3,"message":"no"},"errno":"EIO"}
 {"kind":"frame","sequence":4,"timestamp":1,"utc":2,"custom":3,"size":2,"header_size":1,"type":"i","type_value":0,"key":true,"shown":true,"segment_start":false,"empty":false,"buffer":1,"offset":1}
 {"kind":"drop","sequence":5,"reason":"injected"}
 {"kind":"release","object":"map","id":2}
@@ -127,7 +127,8 @@ TEST(Harness, ReadsTheCamerasLog) {
                                                   "set_uint32 crop.x 5", "remove_prefix crop."));
   EXPECT_THAT(truth.writes_to_map(2), ElementsAre("merge 1"));
   const std::map<std::string, nlohmann::json> expected = {{"dynamic", 1}, {"dynamic.gop", 1}};
-  EXPECT_EQ(truth.requested_settings(), expected);
+  EXPECT_EQ(truth.map_at(1, 99), expected);
+  EXPECT_EQ(truth.requested_settings(), (std::map<std::string, nlohmann::json>{{"dynamic", 1}}));
   EXPECT_EQ(truth.map_at(2, 99), expected);
   EXPECT_EQ(truth.calls_named("zel_stream_new").at(0).error.at("code"), 3);
   EXPECT_EQ(truth.calls_named("zel_stream_new").at(0).error_number, "EIO");

@@ -110,7 +110,7 @@ std::vector<std::string> TruthLog::writes_to_map(std::uint32_t map) const {
       continue;
     }
     std::string text = call.name.substr(std::string_view("zel_map_").size());
-    for (const char *part : {"source", "source_key", "target_key", "prefix", "key", "value"}) {
+    for (const char *part : {"source", "target", "prefix", "key", "value"}) {
       if (call.args.contains(part)) {
         text += ' ' + words(call.args.at(part));
       }
@@ -127,9 +127,9 @@ std::map<std::string, json> TruthLog::map_at(std::uint32_t map, std::size_t posi
       continue;
     }
     if (call.name == "zel_map_copy_value") {
-      const auto source = values.find(call.args.at("source_key"));
+      const auto source = values.find(call.args.at("source"));
       if (source != values.end()) {
-        values[call.args.at("target_key")] = source->second;
+        values[call.args.at("target")] = source->second;
       }
     } else if (call.name == "zel_map_remove_prefix") {
       const std::string prefix = call.args.at("prefix");
@@ -151,7 +151,7 @@ std::map<std::string, json> TruthLog::requested_settings() const {
     ADD_FAILURE() << "no stream was asked for";
     return {};
   }
-  return map_at(made.front().args.at("settings"), made.front().position);
+  return made.front().args.at("values").get<std::map<std::string, json>>();
 }
 
 std::string TruthLog::bytes(const FrameTruth &frame) const {

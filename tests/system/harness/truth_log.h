@@ -70,10 +70,10 @@ class TruthLog {
   /// Every call that writes into a map, written "set_uint32 format 0", "copy_value dynamic dynamic.gop", ... in order.
   std::vector<std::string> writes_to_map(std::uint32_t map) const;
 
-  /// What a map held when it was given to zel_stream_new (the first time), from replaying the writes.
+  /// What zel_stream_new was given the first time.
   std::map<std::string, nlohmann::json> requested_settings() const;
 
-  /// What a map holds at a position of the log.
+  /// What a map holds at a position of the log, from replaying the writes.
   std::map<std::string, nlohmann::json> map_at(std::uint32_t map, std::size_t position) const;
 
   /// The bytes of one frame.
