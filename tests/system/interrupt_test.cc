@@ -271,6 +271,14 @@ TEST_F(Interrupt, FirstWithALimitOfMinusOne) {
   EXPECT_EQ(last_call(unasked), "zel_stream_get_info");
 }
 
+// Catches any negative limit taken for a stop request: only -1 is one.
+TEST_F(Interrupt, FirstWithALimitOfMinusTwo) {
+  run.camera().fault(interrupt_in("zel_stream_get_info"));
+  EXPECT_EQ(run.run({"--frames=-2", "-s"}).status, 0);
+  EXPECT_EQ(reports(terminal.whole_screen()), 1U);
+  EXPECT_EQ(run.truth().count("zel_stream_stop"), 1U);
+}
+
 // Catches a run of limit -1 whose interrupt comes after its report: the report is there twice.
 TEST_F(Interrupt, LimitOfMinusOneDuringTeardown) {
   run.camera().fault(interrupt_in("zel_stream_stop"));
