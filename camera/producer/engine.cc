@@ -21,7 +21,11 @@ Engine::Engine(const CameraConfig &config, const Plan &plan, std::uint32_t strea
       producer_(std::move(producer)) {}
 
 Engine::~Engine() {
-  stop();
+  try {
+    stop();
+  } catch (const std::exception &) {
+    // Memory ran out while the end was being logged: by then the thread has ended.
+  }
 }
 
 void Engine::start() {
