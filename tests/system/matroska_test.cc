@@ -104,7 +104,7 @@ TEST_P(Matroska, OtherImplementation) {
 
 INSTANTIATE_TEST_SUITE_P(All, Matroska,
                          testing::Values(Codec{0, "h264", "h264", "h264"}, Codec{1, "h265", "hevc", "hevc"},
-                                         Codec{2, "jpeg", "mjpeg", "mjpeg"}),
+                                         Codec{2, "jpeg", "mjpeg", "mjpeg"}, Codec{10, "av1", "av1", "obu"}),
                          name_of);
 
 namespace {

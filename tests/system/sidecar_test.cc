@@ -30,7 +30,7 @@ std::uint64_t sum_of_sizes(const std::vector<SidecarRecord> &records) {
 
 // Catches records that are not the frames', sizes that do not add up to the raw file, and a wrong count.
 TEST_F(Sidecar, DescribesTheRawFile) {
-  for (const char *format : {"h264", "h265", "jpeg", "nv12"}) {
+  for (const char *format : {"h264", "h265", "jpeg", "av1", "nv12"}) {
     ClientRun other;
     const RunResult result = other.run({"--meta", "--output=out", "--quiet", "--frames=20", "--gop_length=8",
                                         std::string("--format=") + format, "320", "240"});
