@@ -62,7 +62,7 @@ class Interrupt : public testing::Test {
     run.stdout_to(terminal.path());
   }
 
-  /// Runs 10 frames at most, with one buffer, so that the nth fetch gives the nth frame.
+  /// Runs 10 frames at most, with two buffers: the first two hand-backs are those of the set-up.
   RunResult capture(std::vector<std::string> arguments = {}) {
     arguments.insert(arguments.begin(), {"--frames=10", "--buffer.count=2"});
     RunResult result = run.run(arguments);
@@ -118,9 +118,10 @@ TEST(InterruptOutputs, BetweenFrames) {
   expect_whole_outputs(run, 3);
 }
 
-// Catches an interrupt that comes before the loop and is forgotten or taken for the end: the run has no frame.
+// Catches an interrupt that comes before the loop and is forgotten or taken for the end: the run has no frame. The first
+// of these calls belongs to the finishing of the settings, where the handler is in place already.
 TEST(InterruptOutputs, BeforeTheFirstFrame) {
-  for (const char *call : {"zel_stream_new", "zel_stream_get_info", "zel_stream_start"}) {
+  for (const char *call : {"zel_map_merge", "zel_stream_new", "zel_stream_get_info", "zel_stream_start"}) {
     ClientRun run;
     run.camera().scripted().fault(interrupt_in(call));
     const RunResult result = run.run({"-m", "-o", "out", "-s"});
@@ -223,6 +224,29 @@ TEST_F(Interrupt, TwiceInTheMiddleOfAnUpdate) {
   EXPECT_EQ(field(screen, "zel.nframes"), "2");
 }
 
+// Catches the frame's times made those of the latest frame before its line and extra information were printed, or only
+// once the frame was written. The report from the handler tells: it comes from within the dump or the writing of the
+// first frame. Catches also a handler whose report "quiet" hides.
+TEST_F(Interrupt, TwiceAroundTheFramesLastTimes) {
+  run.camera().set("utc_start_us", "1700000000123456");
+  run.camera().fault(interrupt_in("zel_stream_get_buffer")).fault(interrupt_in("zel_map_dump"));
+  capture({"-q", "-x", "-s"});
+  EXPECT_EQ(last_call(run), "zel_map_dump");
+  EXPECT_EQ(field(screen, "zel.nframes"), "1");
+  EXPECT_EQ(field(screen, "zel.firstFrame.utc_timestamp"), "2023-11-14T22:13:20.123456");
+  EXPECT_EQ(field(screen, "zel.lastFrame.utc_timestamp"), "1970-01-01T00:00:00.000000");
+
+  const Terminal other;
+  ClientRun written;
+  written.camera().scripted().set("utc_start_us", "1700000000123456");
+  written.camera().fault(interrupt_in("zel_stream_get_buffer")).fault(interrupt_in("zel_frame_take_chunk_ex"));
+  EXPECT_EQ(written.stdout_to(other.path()).run({"--frames=10", "-q", "-x", "-s", "-o", "out"}).status, 0);
+  EXPECT_EQ(last_call(written), "zel_frame_take_chunk_ex");
+  const std::string report = other.whole_screen();
+  EXPECT_EQ(field(report, "zel.lastFrame.utc_timestamp"), "2023-11-14T22:13:20.123456");
+  EXPECT_EQ(field(report, "zel.server_time"), "0.000000");
+}
+
 // Catches a second interrupt after the report that prints nothing, or that lets the teardown go on.
 TEST_F(Interrupt, TwiceDuringTeardown) {
   run.camera().fault(interrupt_in("zel_stream_get_buffer", 3)).fault(interrupt_in("zel_stream_stop"));
@@ -292,6 +316,17 @@ TEST(InterruptInstallation, NoOtherSignal) {
     ClientRun run;
     run.camera().scripted().fault({.call = "zel_stream_get_buffer", .nth = 2, .fail = false, .signal = signal});
     EXPECT_EQ(run.run({"--frames=5"}).signal, std::string(signal) == "SIGTERM" ? SIGTERM : SIGHUP);
+  }
+}
+
+// Catches a handler that is installed before the command line has been read to its end: until then the interrupt ends
+// the process as it ends any other.
+TEST(InterruptInstallation, ComesAfterTheCommandLine) {
+  for (const char *call : {"zel_map_set_uint32", "zel_map_set_pair32u"}) {  // a default, and the size
+    ClientRun run;
+    run.camera().scripted().fault(interrupt_in(call));
+    EXPECT_EQ(run.run({"--frames=1", "320", "240"}).signal, SIGINT) << call;
+    EXPECT_EQ(run.truth().count("zel_stream_new"), 0U) << call;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 
 #include "console_text.h"
 #include "harness/client_run.h"
@@ -86,8 +87,7 @@ class Keyboard : public testing::Test {
 
 }  // namespace
 
-// Catches a stream that starts by itself in interactive mode, keys that are echoed, and a message that comes after what
-// it announces.
+// Catches a stream that starts by itself in interactive mode, and keys that are echoed.
 TEST_F(Keyboard, StartKeyStartsTheStream) {
   run.clock({{1000500, 0}, {1040500, 0}});
   start({"--interactive=1", "--frames=2", "--framerate=25"});
@@ -119,6 +119,27 @@ TEST_F(Keyboard, StartPlayStopKeyFrame) {
       run.truth().order_of({"zel_stream_start", "zel_stream_play", "zel_stream_stop", "zel_stream_force_key_frame"}),
       ElementsAre("zel_stream_play", "zel_stream_stop", "zel_stream_force_key_frame", "zel_stream_stop",
                   "zel_stream_stop"));  // the last is the end of the run
+}
+
+// Catches a message that comes after the call that it announces: it is on the screen when the call ends the process.
+TEST(KeyboardOrder, MessagesComeBeforeTheirCalls) {
+  struct Key {
+    const char *key;
+    const char *call;
+    const char *message;
+  };
+  for (const Key &key : {Key{"1", "zel_stream_start", "START!\n"}, Key{"2", "zel_stream_play", "PLAY!\n"},
+                         Key{"3", "zel_stream_stop", "STOP!\n"}}) {
+    const Terminal terminal;
+    ClientRun run;
+    run.camera().scripted().fault({.call = key.call, .fail = false, .signal = "SIGTERM"});
+    run.stdin_from_descriptor(terminal.descriptor()).stdout_to(terminal.path());
+    run.start({"--interactive=1"});
+    ASSERT_TRUE(run.process().wait_until([&] { return terminal.shows("Starting Stream["); }));
+    terminal.press(key.key);
+    EXPECT_EQ(run.wait().signal, SIGTERM) << key.call;
+    EXPECT_EQ(after_start(terminal.whole_screen()), key.message);
+  }
 }
 
 // Catches acknowledgements that "quiet" does not hide.
@@ -356,6 +377,17 @@ TEST(NoTerminal, FilePipeAndNull) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, kNoTerminal);
   }
+}
+
+// Catches a set-up that looks for the terminal first: an input that is none has become non-blocking by then.
+TEST(NoTerminal, IsFoundAfterTheDescriptorsFlagsAreSet) {
+  std::array<int, 2> ends{-1, -1};
+  ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+  ClientRun run;
+  EXPECT_EQ(run.stdin_from_descriptor(ends[0]).run({"--interactive=1"}).err, kNoTerminal);
+  EXPECT_NE(fcntl(ends[0], F_GETFL) & O_NONBLOCK, 0);
+  close(ends[0]);
+  close(ends[1]);
 }
 
 // Catches a set-up that goes on after a step has failed, or that blames another step.

@@ -373,7 +373,7 @@ TEST(Statistics, DelayShowsInTheClientsDistances) {
   EXPECT_GE(number(result.out, "zel.cts.Δmin"), 20000);
 }
 
-// Catches a report printed although an output could not be completed.
+// Catches a report printed although the run failed.
 TEST(Statistics, NoReportAfterAFailure) {
   ClientRun run;
   run.camera().scripted().fault({.call = "zel_stream_get_buffer", .nth = 3, .message = "gone", .expected = true});
