@@ -13,6 +13,9 @@ struct ObjectUnref {
 struct VariantUnref {
   void operator()(GVariant *variant) const { g_variant_unref(variant); }
 };
+struct ErrorFree {
+  void operator()(GError *error) const { g_error_free(error); }
+};
 struct ClassUnref {
   void operator()(gpointer type_class) const { g_type_class_unref(type_class); }
 };
@@ -29,6 +32,8 @@ using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
 
 /// One reference to the class of an enumeration type.
 using EnumClassPtr = std::unique_ptr<GEnumClass, ClassUnref>;
+
+using ErrorPtr = std::unique_ptr<GError, ErrorFree>;
 
 /// The class of `type`, which must be an enumeration.
 inline EnumClassPtr enum_class(GType type) {

@@ -53,7 +53,10 @@ void read_command_line(int argc, char **argv) {
 
   store_default_settings();
   GError *error = nullptr;
-  if (!g_option_context_parse(option_context, &argc, &argv, &error)) fatal_error("%s\n", error->message);
+  if (!g_option_context_parse(option_context, &argc, &argv, &error)) {
+    const ErrorPtr refusal(error);
+    fatal_error("%s\n", refusal->message);
+  }
   choose_automatic_framerate();
 
   if (client_options.quiet) silence_report_stream();

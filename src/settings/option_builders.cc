@@ -66,7 +66,7 @@ void add_enum_option(gchar short_name, GType enum_type, const char *key) {
   data->key = key;
   add_group({.short_name = short_name,
              .key = key,
-             .description = enum_choices(enum_type).release(),  // the context shows it until the process ends
+             .description = g_intern_string(enum_choices(enum_type).get()),  // the context keeps the pointer
              .flags = G_OPTION_FLAG_OPTIONAL_ARG,
              .parser = parse_enum_option,
              .user_data = data,
