@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -86,7 +87,12 @@ bool mkv_write_video(MkvWriter &writer, zel_frame *frame, std::uint8_t *data) {
 bool mkv_write_subtitle(MkvWriter &writer, zel_frame *frame) {
   if (!writer.muxing) return false;
   const std::int64_t timestamp = timestamp_of(frame);
-  const std::string text = cue_text(timestamp);
+  std::string text;
+  try {
+    text = cue_text(timestamp);
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
 
   AVPacket *packet = writer.packet.get();
   av_packet_unref(packet);  // what a refused packet before this one left
