@@ -75,6 +75,8 @@ gboolean parse_enum_option(const gchar *name, const gchar *value, gpointer data,
       return TRUE;
     }
   }
+  // GOption calls with no text, and its own error in the slot, when it cannot convert the text from the locale.
+  g_clear_error(error);
   set_client_error(error, "Failed to parse %s: %s %s", g_type_name(option->enum_type), name, value);
   (void)std::fprintf(stderr, "%s\n", enum_choices(option->enum_type).get());
   return FALSE;

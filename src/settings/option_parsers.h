@@ -32,7 +32,7 @@ gboolean parse_double_option(const gchar *name, const gchar *value, gpointer key
 gboolean parse_string_option(const gchar *name, const gchar *value, gpointer key, GError **error);
 
 /// Stores the number of the value whose nick is given. Otherwise prints the accepted nicks on standard error and sets
-/// an error of the client's domain. `data` is an EnumOptionData.
+/// an error of the client's domain, in place of one that is held already. `data` is an EnumOptionData.
 gboolean parse_enum_option(const gchar *name, const gchar *value, gpointer data, GError **error);
 
 /// Stores "min,target,max" as the quad (min, target, max, 0); numbers that are missing at the end are 0.

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -157,6 +158,31 @@ TEST(OptionValues, EnumWithoutValueShowsTheNicks) {
     expected += option;
     expected += " \\(null\\)\n";
     EXPECT_THAT(refused({option}).err, testing::MatchesRegex(expected));
+  }
+}
+
+// Catches a text beyond the locale's characters, which the option library cannot convert: its error and the parser's met
+// in one slot, which made GLib complain and hid the parser's message.
+TEST(OptionValues, TextBeyondTheLocalesCharacters) {
+  EXPECT_THAT(
+      refused({"--format=\u00e9"}).err,
+      testing::MatchesRegex("[^(\n]+\\(h264, [^\n]*\\)\nzel-client: Failed to parse [^ ]+: --format \\(null\\)\n"));
+  const std::string not_converted = "zel-client: Invalid byte sequence in conversion input\n";
+  EXPECT_EQ(refused({"--overlays=\u00e9"}).err, not_converted);
+  EXPECT_EQ(refused({"--bitrate=\u00e9"}).err, not_converted);
+}
+
+// Catches a memory stream that cannot be opened and goes unnoticed, or is told: while the help's lists are made, and while
+// a refused nick's list is. The ten enum options come first.
+TEST(OptionValues, NoMemoryForAnEnumListEndsTheRunSilently) {
+  for (const std::string nth : {"1", "11"}) {
+    ClientRun run;
+    run.preload(preload_library("scripted_calls"))
+        .environment("ZEL_TEST_CALL_SCRIPT", "open_memstream " + nth + " " + std::to_string(ENOMEM) + ";");
+    const RunResult result = run.run({"--format=nonsense"});
+    EXPECT_EQ(result.status, 1) << nth;
+    EXPECT_EQ(result.out, "") << nth;
+    EXPECT_EQ(result.err, "") << nth;
   }
 }
 

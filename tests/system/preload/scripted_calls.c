@@ -1,8 +1,9 @@
 // Preloaded into the client: system and C library calls of its own fail by script and are noted.
 //
-// ZEL_TEST_CALL_SCRIPT is a list of "<call> <nth> <number>;": the nth such call (1-based) does nothing and fails, "poll"
-// "ftruncate" and "fwrite-4" (an fwrite of one item of 4 bytes) with that errno, "regcomp" and "regexec" with that result. ZEL_TEST_CALL_LOG names a file that gets a
-// line for each usleep ("usleep <us>"), poll ("poll <descriptors> <timeout>") and ftruncate ("ftruncate <length>").
+// ZEL_TEST_CALL_SCRIPT is a list of "<call> <nth> <number>;": the nth such call (1-based) does nothing and fails, "poll",
+// "ftruncate", "open_memstream" and "fwrite-4" (an fwrite of one item of 4 bytes) with that errno, "regcomp" and "regexec"
+// with that result. ZEL_TEST_CALL_LOG names a file that gets a line for each usleep ("usleep <us>"), poll ("poll
+// <descriptors> <timeout>") and ftruncate ("ftruncate <length>").
 #undef _FILE_OFFSET_BITS  // ftruncate and ftruncate64 are two functions here
 #undef _TIME_BITS
 #include <errno.h>
@@ -97,6 +98,16 @@ size_t fwrite(const void *data, size_t size, size_t count, FILE *file) {
     }
   }
   return ((size_t(*)(const void *, size_t, size_t, FILE *))dlsym(RTLD_NEXT, "fwrite"))(data, size, count, file);
+}
+
+FILE *open_memstream(char **text, size_t *size) {
+  static unsigned uses = 0;
+  const int failure = in_the_program(__builtin_return_address(0)) ? scripted("open_memstream", ++uses) : 0;
+  if (failure != 0) {
+    errno = failure;
+    return NULL;
+  }
+  return ((FILE * (*)(char **, size_t *)) dlsym(RTLD_NEXT, "open_memstream"))(text, size);
 }
 
 int regcomp(regex_t *regex, const char *pattern, int flags) {
