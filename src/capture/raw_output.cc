@@ -53,7 +53,8 @@ bool write_chunks(zel_frame *frame, bool may_read, GError **error) {
 std::optional<gint32> number_of_new_file(SplitState *state, bool is_key, gint32 frame_count, gint32 split_ngop,
                                          gint32 split_nframes) {
   if (split_ngop > 0 && is_key) {
-    state->gop_count += 1;
+    // Counts on from 2147483647 at -2147483648, as the frame count does.
+    state->gop_count = static_cast<gint32>(static_cast<guint32>(state->gop_count) + 1);
     if (state->gop_count % split_ngop == 0) return state->gop_count;
     return std::nullopt;
   }

@@ -80,6 +80,13 @@ TEST(SplitDecision, NumbersUpToTheLast) {
   EXPECT_EQ(decide(&state, false, -2147483647 - 1, 0, 2), "-2147483648");
 }
 
+// Catches a count of groups of pictures that overflows: undefined, and it may end an endless run.
+TEST(SplitDecision, GopsAreCountedOnPastTheLast) {
+  SplitState state = {.open_pending = false, .gop_count = 2147483647};
+  EXPECT_EQ(decide(&state, true, 0, 2, 0), "-2147483648");
+  EXPECT_EQ(state.gop_count, -2147483647 - 1);
+}
+
 // Catches limits off by one, and a signed comparison with the frame limit.
 TEST(BuffersToProvision, LiesBetweenOneAndTenAndTheFrameLimit) {
   EXPECT_EQ(MAX_BUFFERS, 10U);
