@@ -5,6 +5,7 @@
 #include <glib.h>
 
 #include "capture/stream.h"
+
 /// Runs on the process-wide `stream`, which was started or waits for the keyboard to start it.
 /// True when the loop ended normally: a limit was reached, a stop was asked for, or poll failed. False when an error
 /// ended the run; the error is in `*error`, unless the failing call gave none.
