@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
+#include <filesystem>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -57,7 +59,7 @@ std::size_t provisioned(const std::vector<std::string> &arguments) {
   const std::size_t count = truth.count("zel_stream_buffer_alloc");
   EXPECT_EQ(truth.count("zel_stream_buffer_enqueue"), count);
   EXPECT_EQ(truth.count("zel_stream_buffer_unref"), count);
-  EXPECT_THAT(result.out, HasSubstr("Adding " + std::to_string(count) + " buffers.\n"));
+  EXPECT_THAT(result.out, HasSubstr("Adding " + std::to_string(count) + " buffers.\nStarting Stream["));
   return count;
 }
 
@@ -359,6 +361,13 @@ TEST(Driver, GoesOnWithoutAnEventDescriptor) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(run.truth().frames().size(), 2U);
+
+  // A debug run asks for events all the same.
+  ClientRun debug;
+  script_frames(&debug);
+  debug.camera().fault({.call = "zel_stream_get_event_fd", .message = "no events here"});
+  EXPECT_EQ(debug.run({"--frames=2", "--zel_debug"}).status, 0);
+  EXPECT_EQ(debug.truth().count("zel_stream_get_event"), 2U);
 }
 
 // Catches a Matroska file that is created after the buffers, or whose failure leaves the stream running.
@@ -386,6 +395,37 @@ TEST(Driver, MetaIsOpenedBeforeTheBuffers) {
   EXPECT_EQ(truth.count("zel_stream_buffer_alloc"), 0U);
   EXPECT_EQ(truth.count("zel_stream_stop"), 1U);
   expect_all_released(truth);
+}
+
+// Catches outputs opened, given a frame or finished in another order: Matroska before the sidecar, and with each frame the
+// raw file before both.
+TEST(Driver, OutputsHaveTheirOrder) {
+  ClientRun opening;
+  script_frames(&opening);
+  const RunResult not_opened = opening.run({"--mkv=no-such-folder/m", "--meta", "-o", "out"});
+  EXPECT_THAT(not_opened.out, HasSubstr("-----info-----")) << "the dumps come first";
+  EXPECT_THAT(not_opened.err, testing::EndsWith("zel-client: Failed to create MKV writer\n"));
+  EXPECT_THAT(opening.files(), IsEmpty());
+
+  ClientRun raw;
+  script_frames(&raw);
+  std::filesystem::create_directory(raw.file("out"));
+  EXPECT_THAT(raw.run({"--frames=2", "--mkv=/dev/full", "--meta", "-o", "out"}).err,
+              StartsWith("zel-client: Failed to open output file: Is a directory\n"));
+  EXPECT_EQ(read_file(raw.file("out.meta")), std::string(4, '\0'));
+
+  ClientRun mkv;
+  script_frames(&mkv);
+  EXPECT_THAT(mkv.run({"--frames=2", "--mkv=/dev/full", "--meta", "-o", "out"}).err,
+              testing::EndsWith("zel-client: Failed writing MKV frame\n"));
+  EXPECT_EQ(read_file(mkv.file("out.meta")), std::string(4, '\0')) << "the frame has no record";
+
+  ClientRun finishing;
+  script_frames(&finishing);
+  finishing.preload(preload_library("scripted_calls"))
+      .environment("ZEL_TEST_CALL_SCRIPT", "fwrite-4 1 " + std::to_string(ENOSPC) + ";");
+  EXPECT_THAT(finishing.run({"--frames=-1", "--mkv=out.mkv", "--meta", "-o", "out"}).err,
+              testing::EndsWith("zel-client: Failed finalizing container\n"));
 }
 
 // Catches a second closing that fails or crashes: both outputs are closed once when finishing and again at teardown.
@@ -426,7 +466,51 @@ TEST(Driver, FailedMetaEndMeansStatusOneAndNoStatistics) {
   expect_all_released(run.truth());
 }
 
-// Catches objects released in another order than file, stream stop, buffers, stream, request record, settings map.
+namespace {
+
+/// The files in the run's folder that its client holds open.
+std::vector<std::string> open_files(ClientRun *run) {
+  std::vector<std::string> names;
+  const std::string descriptors = "/proc/" + std::to_string(run->process().pid()) + "/fd";
+  for (const auto &entry : std::filesystem::directory_iterator(descriptors)) {
+    std::error_code closed_meanwhile;
+    const std::filesystem::path file = std::filesystem::read_symlink(entry.path(), closed_meanwhile);
+    if (file.parent_path() == run->folder()) {
+      names.push_back(file.filename());
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+bool is_suspended(ClientRun *run) {
+  const std::string status = read_file("/proc/" + std::to_string(run->process().pid()) + "/status");
+  return status.find("\nState:\tT") != std::string::npos;
+}
+
+}  // namespace
+
+// Catches outputs that are still open when the stream is stopped. The run fails, so that only teardown closes them, and is
+// suspended once with its files open and once in the stop.
+TEST(Driver, TeardownClosesTheOutputsBeforeTheStop) {
+  ClientRun run;
+  run.camera().set("producer", "generated");
+  run.camera().fault({.call = "zel_stream_get_buffer", .nth = 2, .fail = false, .signal = "SIGSTOP"});
+  run.camera().fault({.call = "zel_stream_get_buffer", .nth = 3, .message = "the end", .expected = true});
+  run.camera().fault({.call = "zel_stream_stop", .fail = false, .signal = "SIGSTOP"});
+  run.start({"--meta", "--mkv=out.mkv", "-o", "out", "320", "240"});
+  ASSERT_TRUE(run.process().wait_until([&] { return is_suspended(&run); }));
+  EXPECT_THAT(open_files(&run), ElementsAre("out", "out.meta", "out.mkv"));
+  run.process().send_signal(SIGCONT);
+  ASSERT_TRUE(run.process().wait_until([&] { return is_suspended(&run) && open_files(&run).empty(); }));
+  EXPECT_EQ(run.truth().releases().size(), 2U) << "the settings and the info";
+  run.process().send_signal(SIGCONT);
+  const RunResult result = run.wait();
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "zel-client: the end\n");
+}
+
+// Catches objects released in another order than stream stop, buffers, stream, request record, settings map.
 TEST(Driver, TeardownReleasesInItsOrder) {
   ClientRun run;
   script_frames(&run);
