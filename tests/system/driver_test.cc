@@ -452,6 +452,21 @@ TEST(Driver, FailedMkvEndMeansStatusOneAndNoStatistics) {
   expect_all_released(run.truth());
 }
 
+// Catches the error of an interrupted fetch, or one that was printed already, told in place of the output's that could not
+// be finished, and GLib's complaint about two errors in one slot.
+TEST(Driver, FailedEndIsToldAfterAFailedFetch) {
+  for (const char *cause : {"EINTR", "EIO"}) {
+    ClientRun run;
+    run.camera().scripted().fault(
+        {.call = "zel_stream_get_buffer", .message = "a hiccup", .error_number = cause, .signal = "SIGINT"});
+    const RunResult result = run.run({"--quiet", "--stats", "--mkv=out.mkv", "320", "240"});
+    EXPECT_EQ(result.status, 1) << cause;
+    EXPECT_EQ(result.out, "") << cause;
+    const std::string printed = std::string(cause) == "EIO" ? "zel-client: a hiccup\n" : "";
+    EXPECT_EQ(result.err, printed + "zel-client: Failed finalizing container\n");
+  }
+}
+
 // Catches a sidecar that cannot be finished and goes unnoticed, or statistics printed all the same.
 TEST(Driver, FailedMetaEndMeansStatusOneAndNoStatistics) {
   ClientRun run;
