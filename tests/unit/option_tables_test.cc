@@ -142,7 +142,7 @@ std::string parse_client_options(std::vector<const char *> arguments) {
   auto **argv = const_cast<char **>(arguments.data());
   GError *error = nullptr;
   g_option_context_parse(context.get(), &argc, &argv, &error);
-  const std::string text = error != nullptr ? error->message : "";
+  std::string text = error != nullptr ? error->message : "";
   g_clear_error(&error);
   return text;
 }
