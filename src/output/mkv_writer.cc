@@ -26,7 +26,11 @@ bool mkv_write_frame(zel_frame *frame, GError **error) {
   if (!slot) return set_error(error, kErrorMissing, "MKV writer not initialized");
 
   std::uint8_t *data = frame_data(frame, error);
-  if (data == nullptr) return false;
+  if (data == nullptr) {
+    // Memory and the library have set their errors; a frame without a data pointer comes with none.
+    const bool explained = error != nullptr && *error != nullptr;
+    return explained ? false : set_error(error, kErrorCompound, "Failed writing MKV frame");
+  }
   if (!mkv_write_header(*slot, frame, data)) return set_error(error, kErrorCompound, "Failed writing MKV header");
   if (!mkv_write_video(*slot, frame, data)) return set_error(error, kErrorCompound, "Failed writing MKV frame");
   if (!mkv_write_subtitle(*slot, frame)) return set_error(error, kErrorCompound, "Failed writing MKV subtitle");

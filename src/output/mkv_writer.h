@@ -26,8 +26,8 @@ bool mkv_create(const char *file_name, std::uint32_t format, std::uint32_t width
                 double framerate);
 
 /// Writes one frame, which must stay filled during the call; its chunks are taken. Fails with code 3 when there is no
-/// writer, 11 or the library's error when the frame's bytes cannot be had, else 17. After a failure the file can still be
-/// finalised.
+/// writer, 11 or the library's error when the frame's bytes cannot be had, else 17, which is also for bytes that cannot be
+/// had without an error: memory that the client may not read. After a failure the file can still be finalised.
 bool mkv_write_frame(zel_frame *frame, GError **error);
 
 /// Writes the trailer, closes the file and empties the slot. Succeeds when the slot is empty. Fails with code 17 when no

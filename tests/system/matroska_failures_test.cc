@@ -2,8 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <sstream>
+
 #include "recording.h"
 
+using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -141,13 +145,34 @@ TEST_F(MatroskaFailure, FrameCannotBeTaken) {
   EXPECT_NE(stored.duration, "");
 }
 
-// Catches an error made up for a frame whose memory the client may not read: such a run ends silently, with status 0.
-TEST_F(MatroskaFailure, FrameWithoutReadableMemory) {
-  run.camera().frames({.from = 2, .null_chunk = 0});
-  const RunResult result = record({"--frames=5", "--format=jpeg"});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err, "");
-  EXPECT_EQ(probe(recording()).video.size(), 2u);
+// Catches a run that ends silently, with status 0, at a frame whose bytes the client does not get: memory that it may not
+// read, and an empty frame.
+TEST_F(MatroskaFailure, FrameWithoutBytes) {
+  for (const FrameRule &rule : {FrameRule{.from = 2, .null_chunk = 0}, FrameRule{.from = 2, .size = 0}}) {
+    ClientRun other;
+    other.camera().scripted().frames({.count = 0, .size = 6000}).frames(rule);
+    const RunResult result =
+        other.run({"--mkv=out.mkv", "--meta", "-o", "raw", "--quiet", "--frames=5", "--format=jpeg"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "zel-client: Failed writing MKV frame\n");
+    const StoredFile stored = probe(other.file("out.mkv"));
+    EXPECT_EQ(stored.video.size(), 2u);
+    EXPECT_NE(stored.duration, "");
+    EXPECT_EQ(sidecar_count(read_file(other.file("raw.meta"))), 2u);
+  }
+}
+
+// Catches the same from the first frame on, with the option that takes the right to read.
+TEST_F(MatroskaFailure, NoReadAccess) {
+  for (const char *access : {"none", "write"}) {
+    ClientRun other;
+    other.camera().scripted().frames({.count = 0, .size = 6000});
+    const RunResult result = other.run(
+        {"--mkv=out.mkv", "--quiet", "--frames=5", "--format=jpeg", std::string("--buffer.access=") + access});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "zel-client: Failed writing MKV frame\n");
+    EXPECT_EQ(read_file(other.file("out.mkv")), "");
+  }
 }
 
 // Catches a clock that goes back: the container cannot hold it, the run ends, and what was recorded is whole.
@@ -160,4 +185,48 @@ TEST_F(MatroskaFailure, ClockGoesBack) {
   const StoredFile stored = probe(recording());
   EXPECT_EQ(stored.video.size(), 3u);
   EXPECT_NE(stored.duration, "");
+}
+
+// Catches a sidecar that is opened before the Matroska file.
+TEST_F(MatroskaFailure, MatroskaFileIsOpenedBeforeTheSidecar) {
+  const RunResult refused = run.run({"--mkv=missing/out.mkv", "--meta", "-o", "raw", "--quiet", "--frames=2"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_THAT(refused.err, EndsWith("zel-client: Failed to create MKV writer\n"));
+  EXPECT_THAT(run.files(), IsEmpty());
+
+  const RunResult opened = record({"--meta", "-o", "missing/raw", "--frames=2"});
+  EXPECT_EQ(opened.status, 1);
+  EXPECT_EQ(opened.err, "zel-client: Failed to open meta file 'missing/raw.meta': No such file or directory\n");
+  EXPECT_EQ(read_file(recording()), "");
+}
+
+// Catches another order at the end: the Matroska file is completed before the sidecar, but after it when the run failed.
+TEST_F(MatroskaFailure, OrderAtTheEnd) {
+  const auto ends = [](bool fails) {
+    const TempFolder folder;
+    ClientRun other;
+    other.camera().scripted().frames({.count = 0, .size = 6000});
+    if (fails) other.camera().fault({.call = "zel_stream_get_buffer", .nth = 2, .expected = true});
+    other.preload(preload_library("scripted_calls")).environment("ZEL_TEST_CALL_LOG", folder.path() / "calls");
+    const RunResult result =
+        other.run({"--mkv=out.mkv", "--meta", "-o", "raw", "--quiet", "--frames=2", "--format=jpeg"});
+    EXPECT_EQ(result.status, fails ? 1 : 0) << result.err;
+    std::vector<std::string> calls;
+    std::istringstream lines(read_file(folder.path() / "calls"));
+    for (std::string line; std::getline(lines, line);) {
+      if (line == "av_write_trailer" || line == "fwrite-4") calls.push_back(line);
+    }
+    return calls;
+  };
+  EXPECT_THAT(ends(false), ElementsAre("av_write_trailer", "fwrite-4"));
+  EXPECT_THAT(ends(true), ElementsAre("fwrite-4", "av_write_trailer"));
+}
+
+// Catches the sidecar's error at the end covering the Matroska file's, which comes first.
+TEST_F(MatroskaFailure, FirstErrorAtTheEndIsTold) {
+  run.preload(preload_library("scripted_calls"))
+      .environment("ZEL_TEST_CALL_SCRIPT", "fwrite-4 1 " + std::to_string(ENOSPC) + ";");
+  const RunResult result = record({"--frames=-1", "--meta", "-o", "raw", "--format=jpeg"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "zel-client: Failed finalizing container\n");
 }

@@ -44,7 +44,7 @@ TEST_F(FrameData, FailedContiguousChunkKeepsTheLibrarysError) {
   EXPECT_EQ(slot_.take(), "zel-error-quark/42: no mapping");
 }
 
-// Catches an invented error for memory that the client may not read: null, and nothing else.
+// Catches an error made up here for memory that the client may not read, where the caller has one: null, and no more.
 TEST_F(FrameData, ContiguousChunkWithoutPointerIsNull) {
   const fake::BufferPtr buffer = fake::make_buffer({.payload = counting(10), .null_chunk = 0});
   EXPECT_EQ(frame_data(buffer.get(), slot_.address()), nullptr);

@@ -205,6 +205,21 @@ TEST_F(MkvPacketsTest, NoWriterAndNoBytes) {
   EXPECT_EQ(file(), "");
 }
 
+// Catches a failure without an error, which would end a run silently and well: memory that the client may not read.
+TEST_F(MkvPacketsTest, NoDataPointer) {
+  ASSERT_TRUE(create());
+  fake::Frame frame = frame_at(0);
+  frame.null_chunk = 0;
+  CapturedOutput errors(stderr);
+  EXPECT_FALSE(write(frame));
+  EXPECT_EQ(slot_.take(), kNoFrame);
+  EXPECT_FALSE(mkv_write_frame(fake::make_buffer(frame).get(), nullptr));
+  EXPECT_EQ(errors.take(), "");
+  EXPECT_EQ(file(), "");
+  EXPECT_TRUE(write(frame_at(1000)));
+  EXPECT_TRUE(finalize());
+}
+
 // Catches a frame whose time goes back, which the muxer refuses, taken for written.
 TEST_F(MkvPacketsTest, TimeGoesBack) {
   ASSERT_TRUE(create());

@@ -1,9 +1,10 @@
 // Preloaded into the client: system and C library calls of its own fail by script and are noted.
 //
 // ZEL_TEST_CALL_SCRIPT is a list of "<call> <nth> <number>;": the nth such call (1-based) does nothing and fails, "poll",
-// "ftruncate", "open_memstream" and "fwrite-4" (an fwrite of one item of 4 bytes) with that errno, "regcomp" and "regexec"
-// with that result. ZEL_TEST_CALL_LOG names a file that gets a line for each usleep ("usleep <us>"), poll ("poll
-// <descriptors> <timeout>") and ftruncate ("ftruncate <length>").
+// "ftruncate", "open_memstream", "fwrite-4" (an fwrite of one item of 4 bytes) and "fopen-meta" (an fopen of a name ending
+// in ".meta") with that errno, "regcomp" and "regexec" with that result. ZEL_TEST_CALL_LOG names a file that gets a line
+// for each usleep ("usleep <us>"), poll ("poll <descriptors> <timeout>"), ftruncate ("ftruncate <length>"), "fwrite-4" and
+// "av_write_trailer".
 #undef _FILE_OFFSET_BITS  // ftruncate and ftruncate64 are two functions here
 #undef _TIME_BITS
 #include <errno.h>
@@ -91,6 +92,7 @@ int ftruncate64(int descriptor, int64_t length) {
 size_t fwrite(const void *data, size_t size, size_t count, FILE *file) {
   static unsigned uses = 0;
   if (size == 4 && count == 1 && in_the_program(__builtin_return_address(0))) {
+    note("fwrite-4\n");
     const int failure = scripted("fwrite-4", ++uses);
     if (failure != 0) {
       errno = failure;
@@ -108,6 +110,34 @@ FILE *open_memstream(char **text, size_t *size) {
     return NULL;
   }
   return ((FILE * (*)(char **, size_t *)) dlsym(RTLD_NEXT, "open_memstream"))(text, size);
+}
+
+static FILE *open_file(const char *call, const char *name, const char *mode, const void *caller) {
+  static unsigned uses = 0;
+  const char *suffix = strrchr(name, '.');
+  if (suffix != NULL && strcmp(suffix, ".meta") == 0 && in_the_program(caller)) {
+    const int failure = scripted("fopen-meta", ++uses);
+    if (failure != 0) {
+      errno = failure;
+      return NULL;
+    }
+  }
+  return ((FILE * (*)(const char *, const char *)) dlsym(RTLD_NEXT, call))(name, mode);
+}
+
+FILE *fopen(const char *name, const char *mode) {
+  return open_file("fopen", name, mode, __builtin_return_address(0));
+}
+
+FILE *fopen64(const char *name, const char *mode) {
+  return open_file("fopen64", name, mode, __builtin_return_address(0));
+}
+
+/// libavformat's; the context is of no interest here.
+int av_write_trailer(void *context);
+int av_write_trailer(void *context) {
+  if (in_the_program(__builtin_return_address(0))) note("av_write_trailer\n");
+  return ((int (*)(void *))dlsym(RTLD_NEXT, "av_write_trailer"))(context);
 }
 
 int regcomp(regex_t *regex, const char *pattern, int flags) {
