@@ -178,7 +178,7 @@ TEST_F(MatroskaFile, NoKeyFrame) {
   EXPECT_THAT(info.out, Not(HasSubstr("Simple block: key")));
 }
 
-// Catches frames of unusual sizes that are cut, padded or crash the writer: none, tiny, 12 MiB, in one and in many chunks.
+// Catches frames of unusual sizes that are cut, padded or crash the writer: tiny, 12 MiB, in one and in many chunks.
 TEST_F(MatroskaFile, FramesOfUnusualSizes) {
   run.camera().scripted().frames({.count = 0, .size = 1000});
   run.camera().frames({.from = 1, .size = 1}).frames({.from = 2, .size = 12'582'912});

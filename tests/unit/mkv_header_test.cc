@@ -106,6 +106,17 @@ TEST_P(MkvRefusedHeader, WriterIsReleasedWithoutFinalising) {
   EXPECT_FALSE(write(frame_at(0)));
 }
 
+// Catches an H.264 stream that begins without its parameter sets and gets a header, from which nobody could decode.
+TEST_F(MkvHeaderTest, H264NeedsItsParameterSets) {
+  ASSERT_TRUE(create(kH264));
+  CapturedOutput errors(stderr);
+  EXPECT_FALSE(write({.payload = {0, 0, 0, 1, 0x41, 1, 2, 3, 4}, .timestamp = 0}));  // a slice
+  EXPECT_EQ(slot_.take(), kNoHeader);
+  EXPECT_EQ(errors.take(), "error: Could not write header: 9\n");
+  EXPECT_FALSE(finalize());
+  EXPECT_EQ(slot_.take(), kNotFinalised);
+}
+
 INSTANTIATE_TEST_SUITE_P(All, MkvRefusedHeader,
                          testing::Values(RefusedHeader{kJpeg, 0, 48}, RefusedHeader{kJpeg, 64, 0},
                                          RefusedHeader{kJpeg, 0xFFFFFFFF, 48}, RefusedHeader{kH265, 64, 48},
