@@ -128,12 +128,18 @@ constexpr std::array kLumostreamProfiles = {GEnumValue{0, "ZEL_LUMOSTREAM_PROFIL
                                             GEnumValue{1, "ZEL_LUMOSTREAM_PROFILE_STORAGE", "storage"}, kEnd};
 constexpr std::array kLumostreamGdrs = {GEnumValue{0, "ZEL_LUMOSTREAM_GDR_OFF", "off"},
                                         GEnumValue{1, "ZEL_LUMOSTREAM_GDR_ON", "on"}, kEnd};
-constexpr std::array kFrameTypes = {GEnumValue{fake::kTypeIdr, "ZEL_FRAME_TYPE_IDR", "idr"},
-                                    GEnumValue{fake::kTypeI, "ZEL_FRAME_TYPE_I", "i"},
-                                    GEnumValue{fake::kTypeP, "ZEL_FRAME_TYPE_P", "p"},
-                                    GEnumValue{fake::kTypeB, "ZEL_FRAME_TYPE_B", "b"},
-                                    GEnumValue{fake::kTypeAv1Key, "ZEL_FRAME_TYPE_AV1_KEY", "av1-key"},
-                                    kEnd};
+constexpr std::array kFrameTypes = {
+    GEnumValue{fake::kTypeIdr, "ZEL_FRAME_TYPE_IDR", "idr"},
+    GEnumValue{fake::kTypeI, "ZEL_FRAME_TYPE_I", "i"},
+    GEnumValue{fake::kTypeP, "ZEL_FRAME_TYPE_P", "p"},
+    GEnumValue{fake::kTypeB, "ZEL_FRAME_TYPE_B", "b"},
+    GEnumValue{fake::kTypeAv1Key, "ZEL_FRAME_TYPE_AV1_KEY", "av1-key"},
+    GEnumValue{fake::kTypeLongNick, "ZEL_FRAME_TYPE_LONG_NICK",
+               "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
+               "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
+               "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
+               "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"},
+    kEnd};
 
 }  // namespace
 

@@ -44,6 +44,8 @@ using FillMap = std::function<void(zel_map *)>;
 
 /// The frame types that zel_frame_type_get_type() of the fake knows, with the nicks "idr", "i", "p", "b" and "av1-key".
 inline constexpr guint32 kTypeIdr = 1, kTypeI = 2, kTypeP = 3, kTypeB = 4, kTypeAv1Key = 10;
+/// A type whose nick has 300 characters, all of them x.
+inline constexpr guint32 kTypeLongNick = 300;
 
 /// What a frame's buffer holds and what the frame calls answer.
 struct Frame {

@@ -166,8 +166,9 @@ TEST_F(ReportLineTest, ExtremeValues) {
             "zel-client: frame =    0, Δcts =   33334, Δpts = 2147483647, latency = 4294967301 µs, size = 1/2\n");
 }
 
-// Catches any change of the default line, a width that is worked out again, and texts cut to it. The first default line
-// of the process fixes the width, so all of it is one test, and the lines before it must not fix it.
+// Catches any change of the default line, a width that is worked out again, and texts cut to it or to the room of a
+// line. The first default line of the process fixes the width, so all of it is one test, and the lines before it must
+// not fix it.
 TEST_F(ReportLineTest, DefaultLineKeepsItsFirstWidth) {
   client_options.zel_debug = TRUE;
   line({.size = 1, .type = fake::kTypeAv1Key}, kTiming, 2);
@@ -182,6 +183,9 @@ TEST_F(ReportLineTest, DefaultLineKeepsItsFirstWidth) {
             "zel-client: frame = 10000, type = i    , Δpts =   33333, latency =    1234 µs, size = 77\n");
   EXPECT_EQ(line({.size = 77, .type = fake::kTypeAv1Key, .utc_timestamp = 9, .sequence = 5}, kTiming, 0),
             "zel-client: frame =    5, type = av1-key, Δpts =   33333, latency =    1234 µs, size = 77\n");
+  EXPECT_EQ(line({.size = 77, .type = fake::kTypeLongNick, .sequence = 6}, kTiming, 0),
+            "zel-client: frame =    6, type = " + std::string(300, 'x') +
+                ", Δpts =   33333, latency =    1234 µs, size = 77\n");
   timestamp_type = 1;
   EXPECT_EQ(line({.size = 77, .type = fake::kTypeI, .utc_timestamp = 9, .sequence = 5}, kTiming, 0),
             "zel-client: frame =    5, type = i    , Δpts =   33333, utc =       9 µs, size = 77\n");
