@@ -1,6 +1,8 @@
 // The Matroska writer's object: building it, its header and its trailer.
 #include "output/mkv_container.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -66,6 +68,15 @@ bool set_extradata(AVStream *video, const std::uint8_t *data, std::size_t size) 
   return true;
 }
 
+/// FFmpeg aligns everything that it allocates, and a packet with side data is a dozen allocations. glibc cuts the aligned
+/// piece out of a larger one and by default keeps the cuttings apart, only to merge all of them at nearly every free.
+/// Merged at once they cost a fifth of a small frame less.
+void tune_allocator() {
+#ifdef M_MXFAST
+  (void)mallopt(M_MXFAST, 0);
+#endif
+}
+
 }  // namespace
 
 void FreeFormatContext::operator()(AVFormatContext *context) const {
@@ -107,6 +118,7 @@ std::optional<MkvWriter> MkvWriter::open(const char *file_name, std::uint32_t fo
     print_error_line("Could not open output file '{}'", file_name);
     return std::nullopt;
   }
+  tune_allocator();
   return writer;
 }
 

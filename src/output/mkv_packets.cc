@@ -1,7 +1,7 @@
 // The two packets that every frame becomes in the Matroska file.
 #include "output/mkv_packets.h"
 
-#include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <string>
@@ -48,6 +48,11 @@ bool write_packet(const MkvWriter &writer) {
   return true;
 }
 
+/// Empties the packet of what a refused packet before this one left: it has kept its bytes.
+void clear(AVPacket *packet) {
+  if (packet->buf != nullptr) av_packet_unref(packet);
+}
+
 /// Wraps the frame's bytes in the packet.
 bool wrap(AVPacket *packet, std::uint8_t *data, std::size_t size) {
   if (size > kLargestPacket) return false;
@@ -72,7 +77,7 @@ bool mkv_write_video(MkvWriter &writer, zel_frame *frame, std::uint8_t *data) {
     return false;
   }
   AVPacket *packet = writer.packet.get();
-  av_packet_unref(packet);  // what a refused packet before this one left
+  clear(packet);
   if (!wrap(packet, data, zel_frame_get_size(frame))) {
     print_error_line("Could not create AVBufferRef");
     return false;
@@ -95,13 +100,13 @@ bool mkv_write_subtitle(MkvWriter &writer, zel_frame *frame) {
   }
 
   AVPacket *packet = writer.packet.get();
-  av_packet_unref(packet);  // what a refused packet before this one left
+  clear(packet);
   if (av_new_packet(packet, static_cast<int>(text.size())) < 0) return false;
-  std::copy(text.begin(), text.end(), packet->data);
+  std::memcpy(packet->data, text.data(), text.size());
 
   // A cue without its settings is still a cue.
   std::uint8_t *settings = av_packet_new_side_data(packet, AV_PKT_DATA_WEBVTT_SETTINGS, kCueSettings.size());
-  if (settings != nullptr) std::copy(kCueSettings.begin(), kCueSettings.end(), settings);
+  if (settings != nullptr) std::memcpy(settings, kCueSettings.data(), kCueSettings.size());
 
   place(writer, writer.subtitle, timestamp);
   return write_packet(writer);
