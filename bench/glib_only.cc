@@ -14,5 +14,5 @@ int main() {
   const std::int64_t nanoseconds = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
   const char *descriptor = std::getenv("ZEL_STUB_FIRST");
   if (type == 0 || descriptor == nullptr) return 1;
-  return write(std::atoi(descriptor), &nanoseconds, sizeof nanoseconds) < 0 ? 1 : 0;
+  return write(static_cast<int>(std::strtol(descriptor, nullptr, 10)), &nanoseconds, sizeof nanoseconds) < 0 ? 1 : 0;
 }

@@ -5,10 +5,13 @@
 //     writers mkv FOLDER NAME        the stream of ZEL_STUB_STREAM
 //     writers report FOLDER NAME     the same, with report line and sidecar against Matroska alone
 //     writers arrival FOLDER NAME    prints how many frames at most wait for the file, and the longest cluster
+//
+// A number behind the name is that of the rounds.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -28,9 +31,9 @@
 
 namespace {
 
-constexpr int kRounds = 41;
 constexpr int kBuffers = 5;
 
+int rounds = 25;
 std::string folder;
 
 [[noreturn]] void fail(const char *what) {
@@ -103,9 +106,9 @@ void compare_raw(const char *name) {
   client_options.split_nframes = G_MAXINT32;  // every round begins with frame 0, which opens the file anew
   const char *size = std::getenv("ZEL_STUB_SIZE");
   const int count = std::max(8, static_cast<int>((64 << 20) / std::strtoul(size != nullptr ? size : "1", nullptr, 10)));
-  print(name, measure(
-                  kRounds, [&] { return raw_writes(file_name, count); },
-                  [&] { return plain_writes(file_name, count); }));
+  print(name,
+        measure(
+            rounds, [&] { return raw_writes(file_name, count); }, [&] { return plain_writes(file_name, count); }));
 }
 
 constexpr int kMatroskaFrames = 4000;
@@ -120,25 +123,37 @@ void begin_matroska(const std::string &file_name) {
 
 double matroska_writes(const std::string &file_name) {
   begin_matroska(file_name);
-  const double time = each_frame(kMatroskaFrames, [](zel_frame *frame, int) {
-    require(mkv_write_frame(frame, nullptr), "mkv_write_frame");
-  });
+  const double time = each_frame(
+      kMatroskaFrames, [](zel_frame *frame, int) { require(mkv_write_frame(frame, nullptr), "mkv_write_frame"); });
   require(mkv_finalize(nullptr), "mkv_finalize");
   (void)unlink(file_name.c_str());
   return time;
 }
 
-double everything(const std::string &file_name, const std::string &output_name) {
+/// What a run writes besides the frames.
+struct Extras {
+  bool lines = false;
+  bool sidecar = false;
+  int plain = -1;  ///< a descriptor: a record's bytes are written to it, with nothing around it
+};
+
+constexpr ssize_t kRecordBytes = 24;
+
+double matroska_with(Extras extras, const std::string &file_name, const std::string &output_name) {
   begin_matroska(file_name);
-  require(meta_open(output_name.c_str(), nullptr), "meta_open");
-  const double time = each_frame(kMatroskaFrames, [](zel_frame *frame, int) {
-    const FrameTiming timing = time_frame(frame);
-    report_frame(frame, timing, 0);
-    finish_frame_timing(frame, timing);
+  const std::array<char, kRecordBytes> record{};
+  if (extras.sidecar) require(meta_open(output_name.c_str(), nullptr), "meta_open");
+  const double time = each_frame(kMatroskaFrames, [&](zel_frame *frame, int) {
+    if (extras.lines) {
+      const FrameTiming timing = time_frame(frame);
+      report_frame(frame, timing, 0);
+      finish_frame_timing(frame, timing);
+    }
     require(mkv_write_frame(frame, nullptr), "mkv_write_frame");
-    require(meta_write_entry(frame, nullptr), "meta_write_entry");
+    if (extras.sidecar) require(meta_write_entry(frame, nullptr), "meta_write_entry");
+    if (extras.plain >= 0) require(write(extras.plain, record.data(), record.size()) == kRecordBytes, "write");
   });
-  require(meta_close(nullptr), "meta_close");
+  if (extras.sidecar) require(meta_close(nullptr), "meta_close");
   require(mkv_finalize(nullptr), "mkv_finalize");
   (void)unlink(file_name.c_str());
   (void)unlink((output_name + ".meta").c_str());
@@ -149,7 +164,7 @@ void compare_matroska(const char *name) {
   const std::string file_name = in_folder("ours.mkv");
   const std::string plain_name = in_folder("plain");
   print(name, measure(
-                  kRounds, [&] { return matroska_writes(file_name) - fetch_time(kMatroskaFrames); },
+                  rounds, [&] { return matroska_writes(file_name) - fetch_time(kMatroskaFrames); },
                   [&] { return plain_writes(plain_name, kMatroskaFrames) - fetch_time(kMatroskaFrames); }));
 }
 
@@ -160,10 +175,21 @@ void compare_report(const char *name) {
   const std::string lines_name = in_folder("lines");
   FILE *results = fdopen(dup(STDOUT_FILENO), "w");
   require(results != nullptr && std::freopen(lines_name.c_str(), "w", stdout) != nullptr, "freopen");
-  const SideBySide result = measure(
-      kRounds, [&] { return everything(file_name, output_name); }, [&] { return matroska_writes(file_name); });
-  (void)std::fprintf(results, "%s %.1f %.1f %.4f %.1f\n", name, result.ours, result.peer, result.ratio,
-                     result.difference);
+  const auto compare = [&](const char *what, Extras extras) {
+    const SideBySide result = measure(
+        rounds, [&] { return matroska_with(extras, file_name, output_name); },
+        [&] { return matroska_with({}, file_name, output_name); });
+    (void)std::fprintf(results, "%s-%s %.1f %.1f %.4f %.1f\n", name, what, result.ours, result.peer, result.ratio,
+                       result.difference);
+  };
+  compare("lines", {.lines = true});
+  compare("sidecar", {.sidecar = true});
+  const std::string plain_name = in_folder("plain");
+  const int plain = open(plain_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  compare("system-call", {.plain = plain});
+  (void)close(plain);
+  (void)unlink(plain_name.c_str());
+  compare("both", {.lines = true, .sidecar = true});
   (void)std::fclose(results);
   (void)unlink(lines_name.c_str());
 }
@@ -199,7 +225,8 @@ void watch_arrival(const char *name) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc != 4) return 2;
+  if (argc != 4 && argc != 5) return 2;
+  if (argc == 5) rounds = static_cast<int>(std::strtol(argv[4], nullptr, 10));
   const std::string_view what = argv[1];
   folder = argv[2];
   open_stream();

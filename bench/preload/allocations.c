@@ -8,10 +8,13 @@
 #include <stdlib.h>
 #include <string.h>
 
+/* The C library's own names for what stands behind its allocation calls. */
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern void *__libc_malloc(size_t size);
 extern void *__libc_calloc(size_t count, size_t size);
 extern void *__libc_realloc(void *memory, size_t size);
 extern void *__libc_memalign(size_t alignment, size_t size);
+// NOLINTEND(bugprone-reserved-identifier)
 
 static unsigned long long by_ffmpeg, by_others;
 

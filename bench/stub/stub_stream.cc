@@ -111,7 +111,8 @@ struct zel_streamClass {
 G_DEFINE_TYPE(zel_stream, zel_stream, G_TYPE_OBJECT)
 static void zel_stream_finalize(GObject *object) {
   auto *stream = reinterpret_cast<zel_stream *>(object);
-  for (; stream->waiting > 0; --stream->waiting) g_object_unref(stream->queue[stream->head++ % kMostBuffers]);
+  for (; stream->waiting > 0; --stream->waiting)
+    g_object_unref(stream->queue[stream->head++ % kMostBuffers]);
   (void)close(stream->fd);
   G_OBJECT_CLASS(zel_stream_parent_class)->finalize(object);
 }
@@ -325,6 +326,6 @@ void stub::report_first_call() {
   timespec now{};
   (void)clock_gettime(CLOCK_MONOTONIC, &now);
   const std::int64_t nanoseconds = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-  if (write(std::atoi(descriptor), &nanoseconds, sizeof nanoseconds) < 0) _exit(1);
+  if (write(static_cast<int>(std::strtol(descriptor, nullptr, 10)), &nanoseconds, sizeof nanoseconds) < 0) _exit(1);
   _exit(0);
 }
