@@ -1,14 +1,11 @@
 // Chooses, fills and prints the per-frame line.
 #include "console/report_line.h"
 
-#include <array>
-#include <charconv>
-#include <concepts>
+#include <glib/gprintf.h>
+
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <string_view>
 
 #include "common/owned.h"
 #include "common/report_stream.h"
@@ -19,10 +16,6 @@ namespace {
 
 /// Set by the first default line that is printed and kept from then on.
 guint32 type_width = 0;
-
-/// The line that is being put together. A longer one than this goes to the stream in pieces, so no line allocates memory.
-std::array<char, 256> line;
-std::size_t line_length = 0;
 
 /// Whether the service marked the frame as empty. Only a value of exactly one byte counts.
 bool marked_empty(const zel_map *extra_info) {
@@ -49,103 +42,21 @@ TimestampColumn timestamp_column(zel_frame *frame, gint64 latency) {
   }
 }
 
-/// A number in a field of its own, right-aligned.
-template <std::integral Number>
-struct Right {
-  Number number;
-  std::size_t width;
-};
-
-template <std::integral Number>
-Right(Number, std::size_t) -> Right<Number>;
-
-/// A text in a field of its own, left-aligned. The field is counted in bytes.
-struct Left {
-  std::string_view text;
-  std::size_t width;
-};
-
-/// A number in eight hexadecimal digits.
-struct Hexadecimal {
-  guint32 number;
-};
-
-void flush_line() {
-  (void)std::fwrite(line.data(), 1, line_length, report_stream());
-  line_length = 0;
-}
-
-void add(std::string_view text) {
-  for (; text.size() > line.size() - line_length; flush_line()) {
-    const std::size_t room = line.size() - line_length;
-    std::memcpy(line.data() + line_length, text.data(), room);
-    line_length += room;
-    text.remove_prefix(room);
-  }
-  std::memcpy(line.data() + line_length, text.data(), text.size());
-  line_length += text.size();
-}
-
-void fill(std::size_t length, std::size_t width, char filler) {
-  for (; length < width; ++length)
-    add(std::string_view(&filler, 1));
-}
-
-void add(const Left &field) {
-  add(field.text);
-  fill(field.text.size(), field.width, ' ');
-}
-
-template <std::integral Number>
-void add(const Right<Number> &field) {
-  std::array<char, 20> digits{};  // of any 64-bit number, sign included
-  const auto *end = std::to_chars(digits.begin(), digits.end(), field.number).ptr;
-  const auto length = static_cast<std::size_t>(end - digits.begin());
-  fill(length, field.width, ' ');
-  add(std::string_view(digits.data(), length));
-}
-
-template <std::integral Number>
-void add(Number number) {
-  add(Right{number, 0});
-}
-
-void add(Hexadecimal field) {
-  std::array<char, 8> digits{};
-  const auto *end = std::to_chars(digits.begin(), digits.end(), field.number, 16).ptr;
-  const auto length = static_cast<std::size_t>(end - digits.begin());
-  fill(length, digits.size(), '0');
-  add(std::string_view(digits.data(), length));
-}
-
-/// Prints the pieces as one line. By hand, since every frame has a line: printf takes four times as long.
-template <typename... Pieces>
-void print_line(const Pieces &...pieces) {
-  (add(pieces), ...);
-  add("\n");
-  flush_line();
-}
-
-// clang-format off
 void print_debug_line(zel_frame *frame, const FrameTiming &timing) {
   const std::size_t size = zel_frame_get_size(frame);
   const std::size_t capacity = zel_buffer_get_capacity(frame);
-  print_line("zel-client: frame = ", Right{zel_frame_get_sequence_nbr(frame), 4},
-             ", id = 0x", Hexadecimal{zel_buffer_get_id(frame)},
-             ", Δcts = ", Right{timing.delta_cts, 7},
-             ", Δpts = ", Right{static_cast<gint32>(timing.delta_pts), 7},
-             ", size = ", size, "/", capacity);
+  g_fprintf(report_stream(), "zel-client: frame = %4u, id = 0x%08x, Δcts = %7u, Δpts = %7d, size = %zu/%zu\n",
+            zel_frame_get_sequence_nbr(frame), zel_buffer_get_id(frame), timing.delta_cts,
+            static_cast<gint32>(timing.delta_pts), size, capacity);
 }
 
 void print_stats_line(zel_frame *frame, const FrameTiming &timing) {
   const auto [label, value] = timestamp_column(frame, timing.latency);
   const std::size_t size = zel_frame_get_size(frame);
   const std::size_t capacity = zel_buffer_get_capacity(frame);
-  print_line("zel-client: frame = ", Right{zel_frame_get_sequence_nbr(frame), 4},
-             ", Δcts = ", Right{timing.delta_cts, 7},
-             ", Δpts = ", Right{static_cast<gint32>(timing.delta_pts), 7},
-             ", ", label, " = ", Right{value, 7}, " µs",
-             ", size = ", size, "/", capacity);
+  g_fprintf(report_stream(), "zel-client: frame = %4u, Δcts = %7u, Δpts = %7d, %s = %7ju µs, size = %zu/%zu\n",
+            zel_frame_get_sequence_nbr(frame), timing.delta_cts, static_cast<gint32>(timing.delta_pts), label, value,
+            size, capacity);
 }
 
 void print_default_line(zel_frame *frame, const FrameTiming &timing, guint32 stream_format) {
@@ -153,13 +64,10 @@ void print_default_line(zel_frame *frame, const FrameTiming &timing, guint32 str
   if (type_width == 0) type_width = type_column_width(stream_format, type);
   const auto [label, value] = timestamp_column(frame, timing.latency);
   const std::size_t size = zel_frame_get_size(frame);
-  print_line("zel-client: frame = ", Right{zel_frame_get_sequence_nbr(frame), 4},
-             ", type = ", Left{type, type_width},
-             ", Δpts = ", Right{static_cast<gint32>(timing.delta_pts), 7},
-             ", ", label, " = ", Right{value, 7}, " µs",
-             ", size = ", size);
+  g_fprintf(report_stream(), "zel-client: frame = %4u, type = %-*s, Δpts = %7d, %s = %7ju µs, size = %zu\n",
+            zel_frame_get_sequence_nbr(frame), static_cast<int>(type_width), type,
+            static_cast<gint32>(timing.delta_pts), label, value, size);
 }
-// clang-format on
 
 }  // namespace
 
