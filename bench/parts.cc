@@ -1,7 +1,6 @@
 // What a frame is made of, piece by piece: microbenchmarks that explain the figures of the table. Needs the stub libzel.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <glib/gprintf.h>
 #include <unistd.h>
 
 #include <array>
@@ -55,17 +54,6 @@ void report_line(benchmark::State &state) {
     report_frame(buffer.get(), timing, 0);
 }
 BENCHMARK(report_line);
-
-void report_line_by_printf(benchmark::State &state) {
-  const ObjectPtr<zel_buffer> buffer = filled_buffer();
-  const NullOutput output;
-  while (state.KeepRunning()) {
-    g_fprintf(stdout, "zel-client: frame = %4u, type = %-*s, Δpts = %7d, %s = %7ju µs, size = %zu\n",
-              zel_frame_get_sequence_nbr(buffer.get()), 8, frame_type_text(buffer.get()), 33'333, "latency",
-              std::uintmax_t{12'345}, zel_frame_get_size(buffer.get()));
-  }
-}
-BENCHMARK(report_line_by_printf);
 
 void type_text(benchmark::State &state) {
   const ObjectPtr<zel_buffer> buffer = filled_buffer();
