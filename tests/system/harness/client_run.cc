@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <iterator>
 #include <sstream>
 
 namespace {
@@ -16,6 +17,12 @@ std::vector<std::string> emulator() {
     words.push_back(word);
   }
   return words;
+}
+
+/// The words of a text; none when there is no text.
+std::vector<std::string> words_of(const char *text) {
+  std::istringstream stream(text != nullptr ? text : "");
+  return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
 }
 
 std::string with_option(const char *variable, const std::string &option) {
@@ -116,7 +123,9 @@ ClientRun &ClientRun::guard(std::chrono::seconds longest) {
 
 void ClientRun::start(const std::vector<std::string> &arguments) {
   write_file(beside("camera"), camera_.text());
-  setup_.command = emulator();
+  setup_.command = words_of(std::getenv("ZEL_TEST_WRAPPER"));
+  const std::vector<std::string> emulator_words = emulator();
+  setup_.command.insert(setup_.command.end(), emulator_words.begin(), emulator_words.end());
   setup_.command.push_back(client_program());
   setup_.command.insert(setup_.command.end(), arguments.begin(), arguments.end());
   process_ = std::make_unique<Process>(setup_);
