@@ -59,7 +59,7 @@ class Generated : public Producer {
 
   /// With "frame.chunks" the codec header is a chunk of its own.
   std::shared_ptr<const Payload> split(std::vector<std::uint8_t> bytes, std::size_t header_size) const {
-    const std::shared_ptr<const Payload> whole = make_payload(std::move(bytes));
+    std::shared_ptr<const Payload> whole = make_payload(std::move(bytes));
     if (!plan_.chunks || header_size == 0 || header_size >= whole->size) return whole;
     const std::uint64_t sizes[] = {header_size};
     return cut_payload(*whole, sizes);
