@@ -29,7 +29,7 @@ Engine::~Engine() {
 }
 
 void Engine::start() {
-  if (finished_.load()) stop();
+  if (queue_.has_ended()) stop();  // the client may know of the end before the thread is through
   if (is_running()) return;
   const SignalsBlocked blocked;
   const MessagesSilenced silenced;
@@ -47,7 +47,6 @@ void Engine::stop() {
   if (!is_running()) return;
   queue_.request_stop();
   thread_.join();
-  finished_.store(false);
   plays_ = false;
   for (Delayed &delayed : delayed_) {
     log_drop(delayed.filled.frame.sequence, "stopped");
@@ -78,7 +77,6 @@ void Engine::run() {
   } catch (const std::exception &problem) {
     queue_.end(problem.what());
   }
-  finished_.store(true);
 }
 
 /// One frame, or several that came too late. Returns false at the end of the stream.

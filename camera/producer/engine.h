@@ -61,7 +61,6 @@ class Engine {
   Log &log_;
   FrameQueue &queue_;
   std::atomic<bool> key_forced_ = false;
-  std::atomic<bool> finished_ = false;  ///< the thread has come to its end by itself
   std::thread thread_;
   bool plays_ = false;  ///< the client's
 

@@ -103,6 +103,11 @@ std::vector<std::uint32_t> FrameQueue::finish_stop() {
   return lost;
 }
 
+bool FrameQueue::has_ended() {
+  const std::lock_guard lock(mutex_);
+  return end_reason_.has_value();
+}
+
 bool FrameQueue::is_stopping() {
   const std::lock_guard lock(mutex_);
   return stopping_;

@@ -62,6 +62,8 @@ class FrameQueue {
   // The producer's side.
 
   bool is_stopping();
+  /// Whether end() was called in this run: the producer's thread is at its end or about to be.
+  bool has_ended();
   /// A free buffer, or nothing.
   std::optional<BufferHandle> take_free();
   /// Gives back a buffer that take_free() gave, to be taken next.
