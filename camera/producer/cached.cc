@@ -23,6 +23,8 @@ class Cached : public Producer {
     return loop_[next_++];
   }
 
+  void skip() override {}
+
  private:
   /// The loop is one GOP, or as many as make up a few seconds, so that it can follow itself.
   std::uint32_t length() const {
@@ -34,15 +36,19 @@ class Cached : public Producer {
   }
 
   void fill() {
+    constexpr std::size_t kMostBytes = std::size_t{256} << 20U;  // uncompressed frames are large
     origin_->begin();
-    for (std::uint32_t i = 0; i < length(); ++i) {
+    std::size_t bytes = 0;
+    for (std::uint32_t i = 0; i < length() && bytes < kMostBytes; ++i) {
       Product product = origin_->make({i,
                                        std::uint64_t{i} * static_cast<std::uint64_t>(plan_.rate_denominator) *
                                            1'000'000 / static_cast<std::uint64_t>(plan_.rate_numerator),
                                        0, false});
       if (product.outcome == Outcome::kEnded) break;
       product.new_framerate.reset();
-      if (product.outcome == Outcome::kMade) loop_.push_back(std::move(product));
+      if (product.outcome != Outcome::kMade) continue;
+      bytes += product.payload->size;
+      loop_.push_back(std::move(product));
     }
     if (loop_.empty()) throw std::runtime_error("The source has no picture");
     origin_.reset();

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "pacing/quiet_thread.h"
 
@@ -40,14 +41,20 @@ void Engine::start() {
   overruns_ = false;
   queue_.begin(plan_.hold_us != 0 && !plays_);
   post("started");
-  thread_ = std::thread([this] { run(); });
+  try {
+    thread_ = std::thread([this] { run(); });
+  } catch (const std::exception &) {
+    (void)queue_.finish_stop();
+    post("stopped");
+    throw;
+  }
 }
 
 void Engine::stop() {
+  plays_ = false;
   if (!is_running()) return;
   queue_.request_stop();
   thread_.join();
-  plays_ = false;
   for (Delayed &delayed : delayed_) {
     log_drop(delayed.filled.frame.sequence, "stopped");
     queue_.give(std::move(delayed.filled.buffer));
@@ -75,8 +82,14 @@ void Engine::run() {
     }
     release_delayed();
   } catch (const std::exception &problem) {
-    queue_.end(problem.what());
+    finish(problem.what());
   }
+}
+
+/// Ends the stream after the frames that still wait for their latency.
+void Engine::finish(std::string reason) {
+  release_delayed();
+  queue_.end(std::move(reason));
 }
 
 /// One frame, or several that came too late. Returns false at the end of the stream.
@@ -85,20 +98,22 @@ bool Engine::run_one() {
   if (queue_.is_stopping()) return false;
   const FrameFate fate = script_.judge(sequence_);
   if (fate.ends_stream) {
-    queue_.end("The stream has ended");
+    finish("The stream has ended");
     return false;
   }
   if (fate.dropped) {
+    producer_->skip();
     drop("injected");
     return true;
   }
   if (pacer_.is_missed(sequence_)) {
-    drop("late");
+    drop("late");  // without a skip: the source itself may be what is slow
     return true;
   }
   std::optional<BufferHandle> buffer = find_buffer();
   if (!buffer) {
     if (queue_.is_stopping()) return false;
+    producer_->skip();
     drop("no-buffer");
     return true;
   }
@@ -113,7 +128,7 @@ void Engine::wait_for_capture(std::int64_t due_us) {
     const std::uint64_t now = pacer_.now_us(0);
     while (!delayed_.empty() && delayed_.front().due_us <= now) {
       delayed_.front().filled.frame.handed_us = now;
-      queue_.deliver(std::move(delayed_.front().filled));
+      deliver(std::move(delayed_.front().filled));
       delayed_.pop_front();
     }
     if (static_cast<std::int64_t>(now) >= due_us) return;
@@ -169,7 +184,7 @@ void Engine::make_and_hand_over(const FrameFate &fate, BufferHandle buffer) {
       drop("still");
     } else {
       ended_ = true;
-      queue_.end("The stream has ended");
+      finish("The stream has ended");
     }
     return;
   }
@@ -178,9 +193,8 @@ void Engine::make_and_hand_over(const FrameFate &fate, BufferHandle buffer) {
   ++sequence_;
   hand_over({std::move(buffer), std::move(frame)}, fate.latency_us);
   if (plan_.snapshot) {
-    release_delayed();
     ended_ = true;
-    queue_.end("The snapshot has been delivered");
+    finish("The snapshot has been delivered");
   }
 }
 
@@ -225,7 +239,12 @@ void Engine::hand_over(Filled filled, std::uint64_t latency_us) {
   }
   if (!pacer_.is_virtual() && latency_us != 0) queue_.wait_until(static_cast<std::int64_t>(captured + latency_us));
   filled.frame.handed_us = pacer_.is_virtual() ? captured + latency_us : pacer_.now_us(captured);
-  queue_.deliver(std::move(filled));
+  deliver(std::move(filled));
+}
+
+void Engine::deliver(Filled filled) {
+  const std::uint32_t sequence = filled.frame.sequence;
+  if (!queue_.deliver(std::move(filled))) log_drop(sequence, "expired");
 }
 
 /// Hands over all delayed frames at their time.

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <deque>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <thread>
 
@@ -50,6 +51,8 @@ class Engine {
   void make_and_hand_over(const FrameFate &fate, BufferHandle buffer);
   Frame frame_of(Product product, std::uint64_t captured_us);
   void hand_over(Filled filled, std::uint64_t latency_us);
+  void deliver(Filled filled);
+  void finish(std::string reason);
   void release_delayed();
   void drop(std::string_view reason);
   void log_drop(std::uint32_t sequence, std::string_view reason);

@@ -53,6 +53,7 @@ void FrameQueue::begin(bool holds) {
   const std::lock_guard lock(mutex_);
   running_ = true;
   holding_ = holds;
+  awaits_key_ = false;
   stopping_ = false;
   end_reason_.reset();
   nudge_.clear();
@@ -62,6 +63,7 @@ void FrameQueue::begin(bool holds) {
 
 bool FrameQueue::release_held(std::vector<std::uint32_t> &lost) {
   const std::lock_guard lock(mutex_);
+  if (!holding_) return true;
   holding_ = false;
   const auto key = std::find_if(held_.begin(), held_.end(), [](const Filled &held) { return held.frame.key; });
   for (auto held = held_.begin(); held != held_.end(); ++held) {
@@ -73,6 +75,7 @@ bool FrameQueue::release_held(std::vector<std::uint32_t> &lost) {
     }
   }
   const bool found = key != held_.end();
+  awaits_key_ = !found;
   held_.clear();
   refresh_frames();
   nudge_.set();
@@ -146,14 +149,20 @@ void FrameQueue::wait_until(std::int64_t deadline_us) {
   }
 }
 
-void FrameQueue::deliver(Filled filled) {
+bool FrameQueue::deliver(Filled filled) {
   const std::lock_guard lock(mutex_);
   if (holding_) {
     held_.push_back(std::move(filled));
-    return;
+    return true;
   }
+  if (awaits_key_ && !filled.frame.key) {
+    free_.push_back(std::move(filled.buffer));
+    return false;
+  }
+  awaits_key_ = false;
   filled_.push_back(std::move(filled));
   frames_.set();
+  return true;
 }
 
 std::optional<std::uint64_t> FrameQueue::held_span_us() {

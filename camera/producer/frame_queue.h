@@ -51,7 +51,7 @@ class FrameQueue {
   /// A run begins: frames are kept back when `holds`, until release_held().
   void begin(bool holds);
   /// Lets kept frames go, beginning with a key frame. Appends the sequence numbers of those before it, which are lost,
-  /// to `lost`. Returns false when there was no key frame.
+  /// to `lost`. Returns false when there was no key frame; frames are lost then until one is delivered.
   bool release_held(std::vector<std::uint32_t> &lost);
   /// Tells the producer to end.
   void request_stop();
@@ -72,7 +72,8 @@ class FrameQueue {
   void wait_for_free();
   /// Waits until the deadline on the monotonic clock, or the request to stop.
   void wait_until(std::int64_t deadline_us);
-  void deliver(Filled filled);
+  /// A filled buffer for the client. Returns false when the frame is lost because a key frame has to come first.
+  bool deliver(Filled filled);
   /// Whether frames are kept back, and of how many microseconds.
   std::optional<std::uint64_t> held_span_us();
   /// Frees the oldest kept frame and returns its sequence number; nothing when none is kept.
@@ -94,6 +95,7 @@ class FrameQueue {
   std::optional<std::string> end_reason_;
   bool running_ = false;
   bool holding_ = false;
+  bool awaits_key_ = false;  ///< kept frames were let go without a key frame among them
   bool stopping_ = false;
   bool waits_for_change_ = false;  ///< the producer waits for a buffer, a release or the stop
   Wakeup frames_;

@@ -19,6 +19,9 @@ class Generated : public Producer {
     last_ = nullptr;
   }
 
+  /// An end of the source shows when the next picture is made.
+  void skip() override { (void)picture_->advance(); }
+
   Product make(const Order &order) override {
     Product product;
     if (!picture_->advance()) {

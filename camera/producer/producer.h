@@ -43,6 +43,9 @@ class Producer {
   /// A run begins: the next frame is a key frame, and whatever went before is over.
   virtual void begin() = 0;
   virtual Product make(const Order &order) = 0;
+
+  /// A frame is left out that nobody asks for: a source that goes on by itself goes on.
+  virtual void skip() = 0;
 };
 
 /// Frames of made-up bytes with the GOPs of the plan.

@@ -15,6 +15,8 @@ class Scripted : public Producer {
 
   void begin() override { gop_.begin(); }
 
+  void skip() override {}
+
   Product make(const Order &order) override {
     Product product;
     product.key = all_key() || gop_.next(order.key, false);

@@ -208,8 +208,9 @@ bool takes_odd_sizes(std::uint32_t format) {
 
 void Planner::plan_size() {
   const zel_quad32u *crop = find_value<zel_quad32u>(settings_, "crop");
-  const std::uint32_t scene_width = source_.width != 0 ? source_.width : kSceneWidth;
-  const std::uint32_t scene_height = source_.height != 0 ? source_.height : kSceneHeight;
+  const std::uint32_t parts = number("channel") != 0 ? 2 : 1;  // a quarter is half as wide and half as high
+  const std::uint32_t scene_width = (source_.width != 0 ? source_.width : kSceneWidth) / parts;
+  const std::uint32_t scene_height = (source_.height != 0 ? source_.height : kSceneHeight) / parts;
   if (crop != nullptr) {
     const bool fits = crop->third >= 16 && crop->fourth >= 16 &&
                       std::uint64_t{crop->first} + crop->third <= scene_width &&
@@ -242,7 +243,11 @@ void Planner::plan_size() {
 
 void Planner::plan_rate() {
   settings_.try_emplace("framerate.auto", !has("framerate"));
-  if (truth("framerate.auto")) settings_["framerate"] = source_.framerate > 0 ? source_.framerate : kDefaultFramerate;
+  if (truth("framerate.auto")) {
+    const Setting &setting = *find_setting("framerate");
+    const double rate = source_.framerate > 0 ? source_.framerate : kDefaultFramerate;
+    settings_["framerate"] = std::clamp<double>(rate, setting.minimum, setting.maximum);
+  }
   if (!has("framerate")) {
     throw Refused("framerate: missing while framerate.auto is false (" + accepted_text(*find_setting("framerate")) +
                   ")");

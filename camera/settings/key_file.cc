@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "settings/calls.h"
 #include "settings/choices.h"
 #include "settings/errors.h"
 
@@ -92,6 +93,19 @@ EmptyMark read_empty(std::string_view text) {
   return read_truth(text) ? EmptyMark::kTrue : EmptyMark::kFalse;
 }
 
+std::string_view read_call(std::string_view text) {
+  if (std::find(std::begin(kCallNames), std::end(kCallNames), text) != std::end(kCallNames)) return text;
+  throw Unreadable("a call of the interface");
+}
+
+/// The size of a made-up frame, which is really made.
+std::uint64_t read_frame_size(std::string_view text) {
+  constexpr std::uint64_t kMost = std::uint64_t{1} << 30U;
+  const auto size = read_number<std::uint64_t>(text);
+  if (size > kMost) throw Unreadable("at most 1073741824 bytes");
+  return size;
+}
+
 std::vector<std::uint64_t> read_sizes(std::string_view text) {
   std::vector<std::uint64_t> sizes;
   while (!text.empty()) {
@@ -145,7 +159,7 @@ constexpr Key<CameraConfig> kCameraKeys[] = {
 };
 
 constexpr Key<CallFault> kFaultKeys[] = {
-    {"call", [](CallFault &f, std::string_view t) { f.call = t; }},
+    {"call", [](CallFault &f, std::string_view t) { f.call = read_call(t); }},
     {"nth",
      [](CallFault &f, std::string_view t) {
        f.strike.nth = read_number<std::uint64_t>(t);
@@ -181,7 +195,7 @@ constexpr Key<FrameFault> kFrameKeys[] = {
     {"utc_step_us", [](FrameFault &f, std::string_view t) { f.utc_step_us = read_number<std::int64_t>(t); }},
     {"custom_us", [](FrameFault &f, std::string_view t) { f.custom_us = read_number<std::uint64_t>(t); }},
     {"timestamp_us", [](FrameFault &f, std::string_view t) { f.timestamp_us = read_number<std::uint64_t>(t); }},
-    {"size", [](FrameFault &f, std::string_view t) { f.size = read_number<std::uint64_t>(t); }},
+    {"size", [](FrameFault &f, std::string_view t) { f.size = read_frame_size(t); }},
     {"header_size", [](FrameFault &f, std::string_view t) { f.header_size = read_number<std::uint64_t>(t); }},
     {"capacity", [](FrameFault &f, std::string_view t) { f.capacity = read_number<std::uint64_t>(t); }},
     {"chunks", [](FrameFault &f, std::string_view t) { f.chunks = read_number<std::uint64_t>(t); }},

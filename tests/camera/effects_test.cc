@@ -1,5 +1,6 @@
 // What each acting setting does, measured in the delivered pictures or the stream. A test is named after its setting.
 #include <gtest/gtest.h>
+#include <sched.h>
 
 #include <algorithm>
 #include <cmath>
@@ -358,6 +359,18 @@ TEST_F(Effect, buffer_us) {
   EXPECT_TRUE(frames[0].key);
 }
 
+// When the key frame among the kept ones is too old by the time of play, what follows cannot be decoded before a new one.
+TEST_F(Effect, buffer_us_without_a_key_frame) {
+  configure("producer=scripted");
+  create({kSize, {"framerate", 200.0}, {"buffer_us", guint32{20000}}}, 8);
+  start();
+  while (log("drop").empty())
+    ASSERT_EQ(sched_yield(), 0);
+  EXPECT_EQ(log("drop")[0]["reason"], "expired");
+  ASSERT_TRUE(zel_stream_play(stream_.get(), nullptr, nullptr));
+  EXPECT_TRUE(fetch().key);
+}
+
 TEST_F(Effect, interactive) {
   create({kSize, {"interactive", true}}, 0);
   start();
@@ -512,6 +525,7 @@ TEST_F(Effect, crop) {
       ASSERT_EQ(cropped.at(x, y), whole.at(x + 96, y + 32)) << x << "," << y;
   }
   EXPECT_EQ(refusal({{"crop", zel_quad32u{200, 0, 192, 128}}}).code, 4);
+  EXPECT_EQ(refusal({{"channel", guint32{1}}, {"crop", zel_quad32u{96, 32, kWidth, kHeight}}}).code, 4);
 }
 
 // A wide scene in a picture of another shape: clipped, between bars, or distorted.

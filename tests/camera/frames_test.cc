@@ -188,4 +188,18 @@ TEST_F(FrameTest, TheStreamCanEnd) {
   EXPECT_FALSE(is_readable(zel_stream_get_fd(stream_.get(), nullptr)));
 }
 
+// Frames on their way belong before the end: a client stops fetching at the end and would lose them.
+TEST_F(FrameTest, TheEndWaitsForLatency) {
+  configure("producer=scripted\n[frame late]\ncount=0\nlatency_us=400000\n[frame end]\nfrom=2\nend=true");
+  create({{"framerate", 10.0}});
+  start();
+  ErrorSlot error;
+  while (const BufferRef buffer{zel_stream_get_buffer(stream_.get(), error.address())})
+    ASSERT_GT(zel_frame_get_size(buffer.get()), 0U);
+  EXPECT_EQ(error.take().message, "The stream has ended");
+  stop();
+  for (const nlohmann::json &line : log("drop"))
+    EXPECT_NE(line["reason"], "stopped");
+}
+
 }  // namespace

@@ -27,11 +27,13 @@ TEST_F(KeyFileTest, EveryMistakeIsNamed) {
       {"log_getters=maybe", ": [camera] log_getters: \"maybe\" is not true or false"},
       {"graph=color\nfile=a", ": [camera] file: \"a\" is not the only one of graph, file and device"},
       {"[fault a]\nnth=1", ": [fault a]: the key call is missing"},
+      {"[fault a]\ncall=zel_map_mew", ": [fault a] call: \"zel_map_mew\" is not a call of the interface"},
       {"[fault a]\ncall=zel_map_new\nnth=0", ": [fault a] nth: \"0\" is not a whole number, 1 or more"},
       {"[fault a]\ncall=zel_map_new\nerrno=EWHAT", ": [fault a] errno: \"EWHAT\" is not a name of errno, such as EIO"},
       {"[fault a]\ncall=zel_map_new\nsignal=INT", ": [fault a] signal: \"INT\" is not a signal's name, such as SIGINT"},
       {"[fault a]\ncall=zel_map_new\nprobability=2", ": [fault a] probability: \"2\" is not a number from 0 to 1"},
       {"[frame a]\nclock_step_us=x", ": [frame a] clock_step_us: \"x\" is not a whole number"},
+      {"[frame a]\nsize=1073741825", ": [frame a] size: \"1073741825\" is not at most 1073741824 bytes"},
       {"[frame a]\nsise=4", ": [frame a] sise: unknown key"},
       {"[frames]\nsize=4", ": [frames]: unknown group"},
   };

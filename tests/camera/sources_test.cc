@@ -90,6 +90,17 @@ TEST_F(SourceTest, AFileIsLooped) {
   EXPECT_EQ(numbers, (std::vector<guint32>{0, 1, 2, 3, 4, 0, 1, 2, 3, 4, 0, 1}));
 }
 
+// A dropped frame was captured all the same: the source must not fall behind the frames' numbers.
+TEST_F(SourceTest, AGraphGoesOnThroughDroppedFrames) {
+  configure(
+      "pacing=virtual\ngraph=color=size=64x64:rate=10,format=gray,geq=lum=10*(1+N)\n"
+      "[frame lost]\nfrom=2\ncount=3\ndrop=true");
+  create({{"format", guint32{5}}});
+  start();
+  for (const Seen &seen : fetch(5))
+    EXPECT_NEAR(seen.bytes()[0], 10 * (1 + static_cast<int>(seen.sequence)), 2) << seen.sequence;
+}
+
 // The default picture moves: two frames in a row are never the same.
 TEST_F(SourceTest, TheTestPictureMoves) {
   configure("pacing=virtual\nmarker=false");
@@ -109,6 +120,14 @@ TEST_F(SourceTest, TheMarkerSurvivesTheCoarsestCoding) {
     for (const DecodedPicture &picture : decode("h264", frames))
       EXPECT_TRUE(read_marker(picture)) << size.first;
   }
+}
+
+// A graph of almost no frames a second must not become a rate of 0.
+TEST_F(SourceTest, TheRateOfASourceIsKeptInRange) {
+  configure("pacing=virtual\ngraph=color=size=64x64:rate=1/100000000");
+  create({});
+  const MapRef info(zel_stream_get_info(stream_.get(), nullptr));
+  EXPECT_EQ(zel_map_get_double(info.get(), "framerate", 0), 0.1);
 }
 
 }  // namespace
