@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "support/camera_fixture.h"
+#include "support/fake_webcam.h"
 #include "support/marker_reader.h"
 #include "support/picture_decoder.h"
 
@@ -99,6 +100,24 @@ TEST_F(SourceTest, AGraphGoesOnThroughDroppedFrames) {
   start();
   for (const Seen &seen : fetch(5))
     EXPECT_NEAR(seen.bytes()[0], 10 * (1 + static_cast<int>(seen.sequence)), 2) << seen.sequence;
+}
+
+// A webcam is delivered in its own size and rate, picture after picture.
+TEST_F(SourceTest, ADeviceIsCaptured) {
+  fake_webcam::make(path("video0"));
+  configure("pacing=virtual\ndevice=" + path("video0"));
+  create({{"format", guint32{5}}});
+  const MapRef info(zel_stream_get_info(stream_.get(), nullptr));
+  EXPECT_EQ(zel_map_get_uint32(info.get(), "width", 0), fake_webcam::kWidth);
+  EXPECT_EQ(zel_map_get_uint32(info.get(), "height", 0), fake_webcam::kHeight);
+  EXPECT_EQ(zel_map_get_double(info.get(), "framerate", 0), fake_webcam::kFramesPerSecond);
+  start();
+  guint32 first = 0;
+  for (const Seen &seen : fetch(10)) {
+    ASSERT_EQ(seen.size, gsize{fake_webcam::kWidth} * fake_webcam::kHeight);
+    if (seen.sequence == 0) first = (seen.bytes()[0] - fake_webcam::brightness(0)) / 10U;
+    EXPECT_NEAR(seen.bytes()[0], fake_webcam::brightness(first + seen.sequence), 2) << seen.sequence;
+  }
 }
 
 // The default picture moves: two frames in a row are never the same.

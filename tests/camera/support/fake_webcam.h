@@ -1,0 +1,24 @@
+// A V4L2 device without a kernel driver: an ordinary file whose controls this program answers itself.
+#ifndef ZEL_TEST_FAKE_WEBCAM_H
+#define ZEL_TEST_FAKE_WEBCAM_H
+
+#include <cstdint>
+#include <string>
+
+namespace fake_webcam {
+
+constexpr std::uint32_t kWidth = 96;
+constexpr std::uint32_t kHeight = 64;
+constexpr std::uint32_t kFramesPerSecond = 20;
+
+/// Makes `path` a device that captures gray pictures, as many as are asked for: the brightness of all samples is
+/// brightness(n) in the nth picture, from 0.
+void make(const std::string &path);
+
+constexpr std::uint8_t brightness(std::uint32_t number) {
+  return static_cast<std::uint8_t>(20 + number % 20 * 10);
+}
+
+}  // namespace fake_webcam
+
+#endif
