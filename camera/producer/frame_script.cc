@@ -39,22 +39,26 @@ void apply_bytes(const FrameFault &fault, Frame &frame) {
 
 FrameFate FrameScript::judge(std::uint64_t sequence) {
   FrameFate fate;
+  const bool is_new = sequence >= unstepped_;
+  unstepped_ = std::max(unstepped_, sequence + 1);
   for (const FrameFault &fault : faults_) {
     if (!strikes(fault, sequence, seed_)) continue;
     fate.dropped |= fault.drop;
     fate.ends_stream |= fault.end;
     fate.latency_us += fault.latency_us;
     if (fault.jitter_us != 0) fate.latency_us += draw(seed_, fault.name, sequence) % (fault.jitter_us + 1);
-    clock_step_us_ += fault.clock_step_us;
-    utc_step_us_ += fault.utc_step_us;
+    if (is_new) {
+      clock_step_us_ += static_cast<std::uint64_t>(fault.clock_step_us);
+      utc_step_us_ += static_cast<std::uint64_t>(fault.utc_step_us);
+    }
     fate.faults.push_back(&fault);
   }
   return fate;
 }
 
 void FrameScript::apply(const FrameFate &fate, Frame &frame) const {
-  frame.timestamp_us += static_cast<std::uint64_t>(clock_step_us_);
-  frame.utc_us += static_cast<std::uint64_t>(utc_step_us_);
+  frame.timestamp_us += clock_step_us_;
+  frame.utc_us += utc_step_us_;
   for (const FrameFault *fault : fate.faults)
     apply_bytes(*fault, frame);
   frame.capacity = std::max(frame.capacity, frame.payload->size);

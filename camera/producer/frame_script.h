@@ -23,7 +23,8 @@ class FrameScript {
  public:
   FrameScript(const CameraConfig &config) : faults_(config.frame_faults), seed_(config.seed) {}
 
-  /// Judges the next frame; every frame is asked about exactly once, in order, for clocks step from a frame on.
+  /// Judges the next frame. Frames come in order, for clocks step from a frame on; one that was judged but not made
+  /// before the stream stopped is judged again, and its steps count once.
   FrameFate judge(std::uint64_t sequence);
 
   /// Changes a frame that was made as its fate says.
@@ -32,8 +33,9 @@ class FrameScript {
  private:
   const std::vector<FrameFault> &faults_;
   std::uint64_t seed_;
-  std::int64_t clock_step_us_ = 0;
-  std::int64_t utc_step_us_ = 0;
+  std::uint64_t unstepped_ = 0;      ///< the first frame whose steps have not been taken
+  std::uint64_t clock_step_us_ = 0;  ///< taken so far; backward steps wrap
+  std::uint64_t utc_step_us_ = 0;
 };
 
 }  // namespace camera

@@ -1,6 +1,7 @@
 // The frame script and the truth about frames.
 #include <gtest/gtest.h>
 
+#include "producer/frame_script.h"
 #include "support/camera_fixture.h"
 
 namespace {
@@ -141,6 +142,27 @@ TEST_F(FrameTest, ClocksStepFromAFrameOn) {
   EXPECT_EQ(frames[4].timestamp, 4294967296U);
   EXPECT_EQ(frames[4].custom, 9U);
   EXPECT_EQ(frames[5].timestamp, 1250000U);
+}
+
+// A frame that a stop keeps from being made is judged again after the start: its step must not count twice.
+TEST_F(FrameTest, AClockStepsOnceThoughTheFrameIsJudgedTwice) {
+  camera::CameraConfig config;
+  camera::FrameFault jump;
+  jump.from = 4;
+  jump.clock_step_us = 1000;
+  jump.utc_step_us = -2000;
+  config.frame_faults.push_back(jump);
+  camera::FrameScript script(config);
+  camera::FrameFate fate;
+  for (const std::uint64_t sequence : {3, 4, 4, 5})
+    fate = script.judge(sequence);
+  camera::Frame frame;
+  frame.payload = camera::make_payload({});
+  frame.timestamp_us = 50000;
+  frame.utc_us = 60000;
+  script.apply(fate, frame);
+  EXPECT_EQ(frame.timestamp_us, 51000U);
+  EXPECT_EQ(frame.utc_us, 58000U);
 }
 
 TEST_F(FrameTest, FlagsAndTypesCanBeChanged) {
