@@ -106,6 +106,22 @@ std::uint64_t read_frame_size(std::string_view text) {
   return size;
 }
 
+/// The chunks of a frame, which are really cut.
+std::uint64_t read_chunk_count(std::string_view text) {
+  constexpr std::uint64_t kMost = 1'000'000;
+  const auto count = read_number<std::uint64_t>(text);
+  if (count > kMost) throw Unreadable("at most 1000000 chunks");
+  return count;
+}
+
+/// Microseconds that really pass; a limit keeps sums of them in range.
+std::uint64_t read_duration(std::string_view text) {
+  constexpr std::uint64_t kMost = 1'000'000'000'000;
+  const auto duration = read_number<std::uint64_t>(text);
+  if (duration > kMost) throw Unreadable("at most 1000000000000 microseconds");
+  return duration;
+}
+
 std::vector<std::uint64_t> read_sizes(std::string_view text) {
   std::vector<std::uint64_t> sizes;
   while (!text.empty()) {
@@ -173,7 +189,7 @@ constexpr Key<CallFault> kFaultKeys[] = {
     {"set_error", [](CallFault &f, std::string_view t) { f.sets_error = read_truth(t); }},
     {"expected", [](CallFault &f, std::string_view t) { f.expected = read_truth(t); }},
     {"errno", [](CallFault &f, std::string_view t) { f.error_number = read_errno(t); }},
-    {"stall_us", [](CallFault &f, std::string_view t) { f.stall_us = read_number<std::uint64_t>(t); }},
+    {"stall_us", [](CallFault &f, std::string_view t) { f.stall_us = read_duration(t); }},
     {"signal", [](CallFault &f, std::string_view t) { f.signal = read_signal(t); }},
 };
 
@@ -189,8 +205,8 @@ constexpr Key<FrameFault> kFrameKeys[] = {
     {"drop", [](FrameFault &f, std::string_view t) { f.drop = read_truth(t); }},
     {"end", [](FrameFault &f, std::string_view t) { f.end = read_truth(t); }},
     {"take_fails", [](FrameFault &f, std::string_view t) { f.take_fails = read_truth(t); }},
-    {"latency_us", [](FrameFault &f, std::string_view t) { f.latency_us = read_number<std::uint64_t>(t); }},
-    {"jitter_us", [](FrameFault &f, std::string_view t) { f.jitter_us = read_number<std::uint64_t>(t); }},
+    {"latency_us", [](FrameFault &f, std::string_view t) { f.latency_us = read_duration(t); }},
+    {"jitter_us", [](FrameFault &f, std::string_view t) { f.jitter_us = read_duration(t); }},
     {"clock_step_us", [](FrameFault &f, std::string_view t) { f.clock_step_us = read_number<std::int64_t>(t); }},
     {"utc_step_us", [](FrameFault &f, std::string_view t) { f.utc_step_us = read_number<std::int64_t>(t); }},
     {"custom_us", [](FrameFault &f, std::string_view t) { f.custom_us = read_number<std::uint64_t>(t); }},
@@ -198,7 +214,7 @@ constexpr Key<FrameFault> kFrameKeys[] = {
     {"size", [](FrameFault &f, std::string_view t) { f.size = read_frame_size(t); }},
     {"header_size", [](FrameFault &f, std::string_view t) { f.header_size = read_number<std::uint64_t>(t); }},
     {"capacity", [](FrameFault &f, std::string_view t) { f.capacity = read_number<std::uint64_t>(t); }},
-    {"chunks", [](FrameFault &f, std::string_view t) { f.chunks = read_number<std::uint64_t>(t); }},
+    {"chunks", [](FrameFault &f, std::string_view t) { f.chunks = read_chunk_count(t); }},
     {"chunk_sizes", [](FrameFault &f, std::string_view t) { f.chunk_sizes = read_sizes(t); }},
     {"null_chunk", [](FrameFault &f, std::string_view t) { f.null_chunk = read_number<std::uint64_t>(t); }},
     {"type", [](FrameFault &f, std::string_view t) { f.type = read_frame_type(t); }},

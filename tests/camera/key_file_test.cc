@@ -34,6 +34,13 @@ TEST_F(KeyFileTest, EveryMistakeIsNamed) {
       {"[fault a]\ncall=zel_map_new\nprobability=2", ": [fault a] probability: \"2\" is not a number from 0 to 1"},
       {"[frame a]\nclock_step_us=x", ": [frame a] clock_step_us: \"x\" is not a whole number"},
       {"[frame a]\nsize=1073741825", ": [frame a] size: \"1073741825\" is not at most 1073741824 bytes"},
+      {"[frame a]\nchunks=1000001", ": [frame a] chunks: \"1000001\" is not at most 1000000 chunks"},
+      {"[frame a]\njitter_us=18446744073709551615",
+       ": [frame a] jitter_us: \"18446744073709551615\" is not at most 1000000000000 microseconds"},
+      {"[frame a]\nlatency_us=1000000000001",
+       ": [frame a] latency_us: \"1000000000001\" is not at most 1000000000000 microseconds"},
+      {"[fault a]\ncall=zel_map_new\nstall_us=1000000000001",
+       ": [fault a] stall_us: \"1000000000001\" is not at most 1000000000000 microseconds"},
       {"[frame a]\nsise=4", ": [frame a] sise: unknown key"},
       {"[frames]\nsize=4", ": [frames]: unknown group"},
   };
