@@ -163,14 +163,16 @@ ZEL_EXPORT gdouble zel_map_get_double(const zel_map *map, const gchar *key, gdou
 }
 
 ZEL_EXPORT GVariant *zel_map_get_variant(const zel_map *map, const gchar *key, GVariant *default_value) {
-  return run_call(session(), "zel_map_get_variant", CallKind::kOrdinary, kVariant, nullptr,
-                  {{"map", shown(map)}, {"key", text_of(key)}}, [&](GError **) -> GVariant * {
-                    if (map != nullptr && key != nullptr) {
-                      const auto found = map->state.values.find(std::string_view(key));
-                      if (found != map->state.values.end()) return to_variant(found->second).release();
-                    }
-                    return default_value == nullptr ? nullptr : g_variant_ref_sink(default_value);
-                  });
+  Answer<GVariant *> kind = kVariant;
+  kind.failed = default_value;
+  GVariant *variant = run_call(session(), "zel_map_get_variant", CallKind::kOrdinary, kind, nullptr,
+                               {{"map", shown(map)}, {"key", text_of(key)}}, [&](GError **) -> GVariant * {
+                                 if (map == nullptr || key == nullptr) return default_value;
+                                 const auto found = map->state.values.find(std::string_view(key));
+                                 if (found == map->state.values.end()) return default_value;
+                                 return to_variant(found->second).release();
+                               });
+  return variant != nullptr && variant == default_value ? g_variant_ref_sink(variant) : variant;
 }
 
 ZEL_EXPORT gboolean zel_map_contains_va(const zel_map *map, ...) {

@@ -89,7 +89,7 @@ TEST_F(FaultTest, StallsFirst) {
 TEST_F(FaultTest, FailedCallsReturnWhatTheInterfaceSays) {
   std::string lines = "pacing=virtual\nproducer=scripted\n";
   for (const char *call : {"zel_stream_get_fd", "zel_stream_get_info", "zel_stream_play", "zel_stream_buffer_alloc",
-                           "zel_frame_take_chunk", "zel_frame_get_size", "zel_map_get_uint32"}) {
+                           "zel_frame_take_chunk", "zel_frame_get_size", "zel_map_get_uint32", "zel_map_get_variant"}) {
     lines += std::string("[fault ") + call + "]\ncall=" + call + "\ncode=17\nmessage=No\n";
   }
   configure(lines);
@@ -110,6 +110,10 @@ TEST_F(FaultTest, FailedCallsReturnWhatTheInterfaceSays) {
   EXPECT_EQ(zel_frame_get_size(buffer.get()), 0U);
   const MapRef map = request({{"k", guint32{1}}});
   EXPECT_EQ(zel_map_get_uint32(map.get(), "k", 9), 9U);
+  GVariant *variant = zel_map_get_variant(map.get(), "k", g_variant_new_uint32(9));
+  ASSERT_NE(variant, nullptr);
+  EXPECT_EQ(g_variant_get_uint32(variant), 9U);
+  g_variant_unref(variant);
 }
 
 // The order of calls is what clients are judged by: each call has its line, with what went in and what came out.
