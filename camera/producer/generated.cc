@@ -17,10 +17,13 @@ class Generated : public Producer {
   void begin() override {
     gop_.begin();
     last_ = nullptr;
+    missed_change_ = false;
   }
 
   /// An end of the source shows when the next picture is made.
-  void skip() override { (void)picture_->advance(); }
+  void skip() override {
+    if (picture_->advance() && !picture_->is_still()) missed_change_ = true;
+  }
 
   Product make(const Order &order) override {
     Product product;
@@ -28,7 +31,8 @@ class Generated : public Producer {
       product.outcome = Outcome::kEnded;
       return product;
     }
-    const bool still = picture_->is_still();
+    const bool still = picture_->is_still() && !missed_change_;
+    missed_change_ = false;
     const bool is_wanted = order.key || last_ == nullptr || gop_.is_complete(still) || is_due(order.captured_us);
     const bool leaves_out = plan_.skips_still && still && !is_wanted;
     if (plan_.skips_still && still != was_still_) {
@@ -75,6 +79,7 @@ class Generated : public Producer {
   AvFrame last_;  ///< the picture that an empty frame repeats
   std::uint64_t last_us_ = 0;
   bool was_still_ = false;
+  bool missed_change_ = false;  ///< the scene changed in a frame that was left out, and no frame shows it yet
 };
 
 }  // namespace

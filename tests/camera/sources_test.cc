@@ -102,6 +102,18 @@ TEST_F(SourceTest, AGraphGoesOnThroughDroppedFrames) {
     EXPECT_NEAR(seen.bytes()[0], 10 * (1 + static_cast<int>(seen.sequence)), 2) << seen.sequence;
 }
 
+// A scene that changes in a dropped frame and then stands still has changed for the client all the same.
+TEST_F(SourceTest, AChangeInADroppedFrameIsShownByTheNext) {
+  configure(
+      "pacing=virtual\ngraph=color=black:size=64x64:rate=10,format=gray,geq=lum=if(gte(N\\,3)\\,200\\,50)\n"
+      "[frame lost]\nfrom=3\ndrop=true");
+  create({{"format", guint32{4}}, {"lumo.fps_mode", guint32{1}}, {"lumo.min_fps_den", guint32{1000}}});
+  start();
+  const std::vector<Seen> frames = fetch(2);
+  EXPECT_EQ(frames[0].sequence, 0U);
+  EXPECT_EQ(frames[1].sequence, 4U);
+}
+
 // A webcam is delivered in its own size and rate, picture after picture.
 TEST_F(SourceTest, ADeviceIsCaptured) {
   fake_webcam::make(path("video0"));
