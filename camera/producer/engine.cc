@@ -213,6 +213,7 @@ Frame Engine::frame_of(Product product, std::uint64_t captured_us) {
   frame.key = product.key;
   frame.empty = product.empty ? EmptyMark::kTrue : EmptyMark::kFalse;
   frame.segment_start = segmenter_.add(captured_us, frame.payload->size, product.key);
+  script_.step_clocks(frame);
   switch (plan_.timestamp_type) {
     case kTimestampUtc:
       frame.custom_us = frame.utc_us;
@@ -224,7 +225,7 @@ Frame Engine::frame_of(Product product, std::uint64_t captured_us) {
       frame.custom_us = sequence_;
       break;
     default:
-      frame.custom_us = captured_us;
+      frame.custom_us = frame.timestamp_us;
       break;
   }
   return frame;

@@ -56,9 +56,12 @@ FrameFate FrameScript::judge(std::uint64_t sequence) {
   return fate;
 }
 
-void FrameScript::apply(const FrameFate &fate, Frame &frame) const {
+void FrameScript::step_clocks(Frame &frame) const {
   frame.timestamp_us += clock_step_us_;
   frame.utc_us += utc_step_us_;
+}
+
+void FrameScript::apply(const FrameFate &fate, Frame &frame) const {
   for (const FrameFault *fault : fate.faults)
     apply_bytes(*fault, frame);
   frame.capacity = std::max(frame.capacity, frame.payload->size);

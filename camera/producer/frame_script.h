@@ -27,6 +27,9 @@ class FrameScript {
   /// before the stream stopped is judged again, and its steps count once.
   FrameFate judge(std::uint64_t sequence);
 
+  /// Puts a frame on the clocks as they have stepped so far.
+  void step_clocks(Frame &frame) const;
+
   /// Changes a frame that was made as its fate says.
   void apply(const FrameFate &fate, Frame &frame) const;
 

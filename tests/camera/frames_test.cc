@@ -144,6 +144,19 @@ TEST_F(FrameTest, ClocksStepFromAFrameOn) {
   EXPECT_EQ(frames[5].timestamp, 1250000U);
 }
 
+// The custom timestamp is the timestamp or the wall-clock time of the frame, so that it steps with them.
+TEST_F(FrameTest, CustomTimestampsStepWithTheirClock) {
+  const std::string groups = "[frame jump]\nfrom=1\nclock_step_us=5000\nutc_step_us=-7000";
+  const auto custom = [&](guint32 type) {
+    script(groups, {{"framerate", 10.0}, {"timestamp.type", type}});
+    return fetch(2)[1].custom;
+  };
+  EXPECT_EQ(custom(0), 1105000U);
+  EXPECT_EQ(custom(1), 1700000000093000U);
+  EXPECT_EQ(custom(2), 100000U);
+  EXPECT_EQ(custom(3), 1U);
+}
+
 // A frame that a stop keeps from being made is judged again after the start: its step must not count twice.
 TEST_F(FrameTest, AClockStepsOnceThoughTheFrameIsJudgedTwice) {
   camera::CameraConfig config;
@@ -153,14 +166,12 @@ TEST_F(FrameTest, AClockStepsOnceThoughTheFrameIsJudgedTwice) {
   jump.utc_step_us = -2000;
   config.frame_faults.push_back(jump);
   camera::FrameScript script(config);
-  camera::FrameFate fate;
   for (const std::uint64_t sequence : {3, 4, 4, 5})
-    fate = script.judge(sequence);
+    (void)script.judge(sequence);
   camera::Frame frame;
-  frame.payload = camera::make_payload({});
   frame.timestamp_us = 50000;
   frame.utc_us = 60000;
-  script.apply(fate, frame);
+  script.step_clocks(frame);
   EXPECT_EQ(frame.timestamp_us, 51000U);
   EXPECT_EQ(frame.utc_us, 58000U);
 }
