@@ -68,8 +68,9 @@ void Engine::stop() {
 void Engine::play() {
   plays_ = true;
   if (!is_running()) return;
+  const auto now = pacer_.is_virtual() ? std::nullopt : std::optional(pacer_.now_us(0));
   std::vector<std::uint32_t> lost;
-  if (!queue_.release_held(lost)) force_key();
+  if (!queue_.release_held(now, lost)) force_key();
   for (const std::uint32_t sequence : lost)
     log_drop(sequence, "expired");
 }
@@ -155,8 +156,6 @@ std::optional<BufferHandle> Engine::find_buffer() {
       const auto sequence = queue_.recycle_held();
       if (!sequence) return std::nullopt;
       log_drop(*sequence, "expired");
-    } else if (held_us) {
-      queue_.wait_for_release();
     } else if (pacer_.is_real_time()) {
       return std::nullopt;
     } else {

@@ -11,8 +11,13 @@ constexpr std::size_t kMostEvents = 256;
 
 }  // namespace
 
+/// The end comes after the last frame, kept ones included.
+bool FrameQueue::is_at_end() const {
+  return end_reason_ && filled_.empty() && held_.empty();
+}
+
 void FrameQueue::refresh_frames() {
-  if (!filled_.empty() || end_reason_) {
+  if (!filled_.empty() || is_at_end()) {
     frames_.set();
   } else {
     frames_.clear();
@@ -33,7 +38,7 @@ FetchStatus FrameQueue::fetch(std::optional<Filled> &filled, std::string &end_re
     if (filled_.empty()) refresh_frames();
     return FetchStatus::kFrame;
   }
-  if (end_reason_) {
+  if (is_at_end()) {
     end_reason = *end_reason_;
     return FetchStatus::kEnded;
   }
@@ -61,7 +66,7 @@ void FrameQueue::begin(bool holds) {
   refresh_frames();
 }
 
-bool FrameQueue::release_held(std::vector<std::uint32_t> &lost) {
+bool FrameQueue::release_held(std::optional<std::uint64_t> now_us, std::vector<std::uint32_t> &lost) {
   const std::lock_guard lock(mutex_);
   if (!holding_) return true;
   holding_ = false;
@@ -71,12 +76,14 @@ bool FrameQueue::release_held(std::vector<std::uint32_t> &lost) {
       lost.push_back(held->frame.sequence);
       free_.push_back(std::move(held->buffer));
     } else {
+      if (now_us) held->frame.handed_us = *now_us;
       filled_.push_back(std::move(*held));
     }
   }
   const bool found = key != held_.end();
   awaits_key_ = !found;
   held_.clear();
+  if (end_reason_) idle_.set();
   refresh_frames();
   nudge_.set();
   return found;
@@ -200,7 +207,7 @@ void FrameQueue::post_event(Values event) {
 void FrameQueue::end(std::string reason) {
   const std::lock_guard lock(mutex_);
   end_reason_ = std::move(reason);
-  idle_.set();
+  if (held_.empty()) idle_.set();
   refresh_frames();
 }
 

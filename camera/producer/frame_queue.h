@@ -50,9 +50,9 @@ class FrameQueue {
 
   /// A run begins: frames are kept back when `holds`, until release_held().
   void begin(bool holds);
-  /// Lets kept frames go, beginning with a key frame. Appends the sequence numbers of those before it, which are lost,
-  /// to `lost`. Returns false when there was no key frame; frames are lost then until one is delivered.
-  bool release_held(std::vector<std::uint32_t> &lost);
+  /// Lets kept frames go, beginning with a key frame, handed over at `now_us` if there is such a time. Appends the
+  /// sequence numbers of those before it, which are lost, to `lost`. Returns false when there was no key frame; frames are lost then until one is delivered.
+  bool release_held(std::optional<std::uint64_t> now_us, std::vector<std::uint32_t> &lost);
   /// Tells the producer to end.
   void request_stop();
   /// After the producer has ended: unfetched frames are discarded and their buffers free again. Returns their sequence
@@ -81,10 +81,11 @@ class FrameQueue {
   /// Waits until frames are no longer kept back, or the request to stop.
   void wait_for_release();
   void post_event(Values event);
-  /// Nothing more comes in this run.
+  /// Nothing more comes in this run but for the frames that are kept back, if any.
   void end(std::string reason);
 
  private:
+  bool is_at_end() const;
   void refresh_frames();
 
   std::mutex mutex_;
