@@ -6,7 +6,7 @@
 
 namespace camera {
 
-/// An eventfd with two states: set (polls readable) and clear. set() and clear() must not race; wait_until() may.
+/// An eventfd with two states: set (polls readable) and clear. set() and clear() must not race; waiting may.
 class Wakeup {
  public:
   Wakeup();

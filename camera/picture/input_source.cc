@@ -3,43 +3,41 @@ extern "C" {
 #include <libavdevice/avdevice.h>
 }
 
+#include <chrono>
+#include <thread>
+#include <utility>
+#include <vector>
+
 #include "picture/source.h"
 
 namespace camera {
 namespace {
 
+/// An opened input and its decoder.
 class InputSource : public Source {
  public:
-  /// `format` names the demuxer of a device; null for a file, which is looped.
-  InputSource(std::string path, const char *format) : path_(std::move(path)), format_(format), packet_(new_packet()) {
-    open();
-  }
-
   SourceShape shape() const override {
     const AVRational rate = av_guess_frame_rate(input_.get(), stream_, nullptr);
     return {static_cast<std::uint32_t>(decoder_->width), static_cast<std::uint32_t>(decoder_->height),
             rate.num > 0 && rate.den > 0 ? av_q2d(rate) : 0};
   }
 
-  AvFrame next() override {
-    AvFrame picture = decode();
-    if (picture != nullptr || format_ != nullptr) return picture;
-    open();
-    picture = decode();
-    if (picture == nullptr) throw AvFailure(path_ + ": no picture in it");
-    return picture;
-  }
+ protected:
+  explicit InputSource(std::string path) : path_(std::move(path)) {}
 
- private:
-  void open() {
+  /// `format` names the demuxer of a device, which does not wait for pictures; null for a file.
+  void open(const char *format) {
     const AVInputFormat *demuxer = nullptr;
-    if (format_ != nullptr) {
+    AVFormatContext *opened = nullptr;
+    if (format != nullptr) {
       avdevice_register_all();
-      demuxer = av_find_input_format(format_);
-      if (demuxer == nullptr) throw AvFailure(path_ + ": libavdevice has no " + format_);
+      demuxer = av_find_input_format(format);
+      if (demuxer == nullptr) throw AvFailure(path_ + ": libavdevice has no " + format);
+      opened = avformat_alloc_context();  // opening it frees it when that fails
+      if (opened == nullptr) throw std::bad_alloc();
+      opened->flags |= AVFMT_FLAG_NONBLOCK;
     }
     decoder_.reset();
-    AVFormatContext *opened = nullptr;
     av_check(avformat_open_input(&opened, path_.c_str(), demuxer, nullptr), path_);
     input_.reset(opened);
     av_check(avformat_find_stream_info(input_.get(), nullptr), path_);
@@ -53,51 +51,127 @@ class InputSource : public Source {
     av_check(avcodec_open2(decoder_.get(), codec, nullptr), path_);
   }
 
-  /// The next picture, or null at the end of the input.
-  AvFrame decode() {
+  /// The next picture that the decoder has; null when it wants more (`ended` false) or is at its end.
+  AvFrame receive(bool &ended) {
     AvFrame picture = new_frame();
-    while (true) {
-      const int status = avcodec_receive_frame(decoder_.get(), picture.get());
-      if (status == AVERROR_EOF) return nullptr;
-      if (status != AVERROR(EAGAIN)) {
-        av_check(status, path_);
-        return picture;
-      }
-      feed();
-    }
+    const int status = avcodec_receive_frame(decoder_.get(), picture.get());
+    ended = status == AVERROR_EOF;
+    if (ended || status == AVERROR(EAGAIN)) return nullptr;
+    av_check(status, path_);
+    return picture;
   }
 
-  /// Gives the decoder one packet, or tells it that there are no more. What it cannot decode is passed over.
-  void feed() {
+  /// Reads a packet of the video. Returns AVERROR_EOF at the end, AVERROR(EAGAIN) when a device has none yet.
+  int read(AVPacket &packet) {
     do {
-      av_packet_unref(packet_.get());
-      const int status = av_read_frame(input_.get(), packet_.get());
-      if (status == AVERROR_EOF) {
-        (void)avcodec_send_packet(decoder_.get(), nullptr);
-        return;
-      }
+      av_packet_unref(&packet);
+      const int status = av_read_frame(input_.get(), &packet);
+      if (status == AVERROR_EOF || status == AVERROR(EAGAIN)) return status;
       av_check(status, path_);
-    } while (packet_->stream_index != stream_->index);
-    (void)avcodec_send_packet(decoder_.get(), packet_.get());
-    av_packet_unref(packet_.get());
+    } while (packet.stream_index != stream_->index);
+    return 0;
   }
 
+  /// Gives the decoder a packet, or null to say that there are no more. What it cannot decode is passed over.
+  void feed(const AVPacket *packet) { (void)avcodec_send_packet(decoder_.get(), packet); }
+
+  bool is_intra_only() const {
+    const AVCodecDescriptor *codec = avcodec_descriptor_get(decoder_->codec_id);
+    return codec != nullptr && (codec->props & AV_CODEC_PROP_INTRA_ONLY) != 0;
+  }
+
+  const std::string &path() const { return path_; }
+
+ private:
   std::string path_;
-  const char *format_;
-  AvPacket packet_;
   AvInput input_;
   AVStream *stream_ = nullptr;  ///< the input's
   AvCodecContext decoder_;
 };
 
+class FileSource : public InputSource {
+ public:
+  explicit FileSource(std::string path) : InputSource(std::move(path)), packet_(new_packet()) { open(nullptr); }
+
+  AvFrame next() override {
+    AvFrame picture = decode();
+    if (picture != nullptr) return picture;
+    open(nullptr);
+    picture = decode();
+    if (picture == nullptr) throw AvFailure(path() + ": no picture in it");
+    return picture;
+  }
+
+ private:
+  /// The next picture, or null at the end of the file.
+  AvFrame decode() {
+    bool ended = false;
+    while (!ended) {
+      AvFrame picture = receive(ended);
+      if (picture != nullptr) return picture;
+      if (!ended) feed(read(*packet_) == 0 ? packet_.get() : nullptr);
+    }
+    return nullptr;
+  }
+
+  AvPacket packet_;
+};
+
+/// A device captures by itself: what it captured while nobody looked is out of date.
+class DeviceSource : public InputSource {
+ public:
+  explicit DeviceSource(std::string path) : InputSource(std::move(path)) { open("video4linux2"); }
+
+  bool is_live() const override { return true; }
+
+  /// The newest picture, waiting for one if need be.
+  AvFrame next() override {
+    AvFrame newest;
+    bool ended = false;
+    while (newest == nullptr && !ended) {
+      for (const AvPacket &packet : captured()) {
+        feed(packet.get());
+        while (AvFrame picture = receive(ended))
+          newest = std::move(picture);
+      }
+    }
+    return newest;
+  }
+
+ private:
+  /// What was captured since the last time, at least one packet; the last one alone when it needs no others.
+  std::vector<AvPacket> captured() {
+    using namespace std::chrono_literals;
+    constexpr std::size_t kMost = 32;  // as many as a device keeps
+    constexpr auto kPatience = 10s;
+    const auto give_up = std::chrono::steady_clock::now() + kPatience;
+    std::vector<AvPacket> packets;
+    AvPacket packet = new_packet();
+    for (std::size_t count = 0; count < kMost;) {
+      const int status = read(*packet);
+      if (status == 0) {
+        if (is_intra_only()) packets.clear();
+        packets.push_back(std::exchange(packet, new_packet()));
+        ++count;
+        continue;
+      }
+      if (!packets.empty()) break;
+      if (status == AVERROR_EOF) throw AvFailure(path() + ": the device has ended");
+      if (std::chrono::steady_clock::now() > give_up) throw AvFailure(path() + ": no picture for 10 seconds");
+      std::this_thread::sleep_for(1ms);
+    }
+    return packets;
+  }
+};
+
 }  // namespace
 
 std::unique_ptr<Source> open_file(const std::string &path) {
-  return std::make_unique<InputSource>(path, nullptr);
+  return std::make_unique<FileSource>(path);
 }
 
 std::unique_ptr<Source> open_device(const std::string &path) {
-  return std::make_unique<InputSource>(path, "video4linux2");
+  return std::make_unique<DeviceSource>(path);
 }
 
 }  // namespace camera

@@ -87,7 +87,7 @@ Picture::Picture(const Plan &plan, std::unique_ptr<Source> source, AVPixelFormat
 }
 
 bool Picture::advance() {
-  if (!std::exchange(started_, true)) return true;
+  if (!std::exchange(started_, true) && !source_->is_live()) return true;
   AvFrame next = source_->next();
   if (next == nullptr) return false;
   still_ = watches_ && !writing_.scene_text && current_ != nullptr && same_pixels(*current_, *next);

@@ -49,7 +49,7 @@ class Picture {
   Writing writing_;
   bool watches_ = false;  ///< whether somebody wants to know about still scenes
   bool still_ = false;
-  bool started_ = false;  ///< the first picture, which the constructor took, has been used
+  bool started_ = false;  ///< the first picture, which the constructor took, has been used or is out of date
   AvFrame current_;
   AvGraph graph_;
   AVFilterContext *entry_ = nullptr;  ///< the graph's

@@ -21,7 +21,10 @@ class Source {
 
   virtual SourceShape shape() const = 0;
 
-  /// The next picture, or null at the end. Throws AvFailure.
+  /// Whether pictures come by themselves, so that one is out of date when another could be had.
+  virtual bool is_live() const { return false; }
+
+  /// The next picture, of a live source the newest, or null at the end. Throws AvFailure.
   virtual AvFrame next() = 0;
 };
 

@@ -132,6 +132,20 @@ TEST_F(SourceTest, ADeviceIsCaptured) {
   }
 }
 
+// Pictures that wait in the device, from before the start or from the time of one frame to the next, are out of date:
+// a frame that showed one would lie about its moment of capture, and every later frame with it.
+TEST_F(SourceTest, ADeviceGivesItsNewestPicture) {
+  fake_webcam::make(path("video0"));
+  configure("pacing=virtual\ndevice=" + path("video0"));
+  create({{"format", guint32{5}}}, 1);
+  for (int i = 0; i < 3; ++i) {
+    const guint32 newest = fake_webcam::capture(3);
+    start();
+    EXPECT_NEAR(fetch().bytes()[0], fake_webcam::brightness(newest), 2) << i;
+    stop();
+  }
+}
+
 // The default picture moves: two frames in a row are never the same.
 TEST_F(SourceTest, TheTestPictureMoves) {
   configure("pacing=virtual\nmarker=false");

@@ -22,6 +22,7 @@ constexpr std::uint32_t kBufferBytes = 8192;  ///< whole pages
 constexpr std::uint32_t kBuffers = 4;
 
 std::deque<std::uint32_t> queued;
+std::uint32_t waiting = 0;  ///< pictures that were captured and not fetched
 std::uint32_t next_picture = 0;
 
 void describe(v4l2_pix_format &format) {
@@ -33,11 +34,13 @@ void describe(v4l2_pix_format &format) {
   format.sizeimage = kPictureBytes;
 }
 
-bool capture(int device, v4l2_buffer &buffer) {
-  if (queued.empty()) {
+bool fetch(int device, v4l2_buffer &buffer) {
+  if (queued.empty() || waiting == 0) {
+    waiting = 1;  // by the next look
     errno = EAGAIN;
     return false;
   }
+  --waiting;
   buffer.index = queued.front();
   queued.pop_front();
   buffer.bytesused = kPictureBytes;
@@ -86,7 +89,7 @@ int control(int device, unsigned long request, void *argument) {
       queued.push_back(static_cast<v4l2_buffer *>(argument)->index);
       return 0;
     case VIDIOC_DQBUF:
-      return capture(device, *static_cast<v4l2_buffer *>(argument)) ? 0 : -1;
+      return fetch(device, *static_cast<v4l2_buffer *>(argument)) ? 0 : -1;
     case VIDIOC_STREAMON:
     case VIDIOC_STREAMOFF:
       return 0;
@@ -104,7 +107,13 @@ void make(const std::string &path) {
   if (file >= 0) (void)close(file);
   if (!made) throw std::runtime_error(path + ": " + std::strerror(errno));
   queued.clear();
+  waiting = 0;
   next_picture = 0;
+}
+
+std::uint32_t capture(std::uint32_t count) {
+  waiting += count;
+  return next_picture + waiting - 1;
 }
 
 }  // namespace fake_webcam

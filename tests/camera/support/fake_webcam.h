@@ -11,9 +11,12 @@ constexpr std::uint32_t kWidth = 96;
 constexpr std::uint32_t kHeight = 64;
 constexpr std::uint32_t kFramesPerSecond = 20;
 
-/// Makes `path` a device that captures gray pictures, as many as are asked for: the brightness of all samples is
-/// brightness(n) in the nth picture, from 0.
+/// Makes `path` a device that captures gray pictures: the brightness of all samples is brightness(n) in the nth picture,
+/// from 0. It captures one whenever none was there to be fetched, to be had by the next look.
 void make(const std::string &path);
+
+/// The device captures that many pictures now. Returns the number of the last one.
+std::uint32_t capture(std::uint32_t count);
 
 constexpr std::uint8_t brightness(std::uint32_t number) {
   return static_cast<std::uint8_t>(20 + number % 20 * 10);
