@@ -53,7 +53,7 @@ TEST_F(Sidecar, FindsEveryFrame) {
   ASSERT_EQ(record({"--frames=9", "--gop_length=4", "320", "240"}).status, 0);
   const TruthLog truth = run.truth();
   const std::string raw = read_file(run.file("out"));
-  std::uint64_t offset = 0;
+  std::size_t offset = 0;
   std::size_t number = 0;
   for (const SidecarRecord &record : sidecar_records(sidecar(), 9)) {
     const FrameTruth &frame = truth.frames().at(number++);

@@ -40,7 +40,7 @@ FrameTruth parse_frame(const json &line, std::size_t position) {
           .key = line.at("key"),
           .segment_start = line.at("segment_start"),
           .buffer = line.at("buffer"),
-          .offset = line.value("offset", std::uint64_t{0}),
+          .offset = line.value("offset", std::size_t{0}),
           .line = line};
 }
 
@@ -159,7 +159,7 @@ std::string TruthLog::bytes(const FrameTruth &frame) const {
     ADD_FAILURE() << "frame " << frame.sequence << " lies outside the record";
     return {};
   }
-  return record_.substr(static_cast<std::size_t>(frame.offset), static_cast<std::size_t>(frame.size));
+  return record_.substr(frame.offset, frame.size);
 }
 
 std::string TruthLog::bytes(std::size_t first, std::size_t count) const {

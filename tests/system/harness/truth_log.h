@@ -33,13 +33,13 @@ struct FrameTruth {
   std::size_t position = 0;
   std::uint32_t sequence = 0;
   std::uint64_t timestamp = 0, utc = 0, custom = 0;
-  std::uint64_t size = 0;
+  std::size_t size = 0;
   std::int64_t header_size = 0;
   std::string type;  ///< nick
   bool key = false;
   bool segment_start = false;
   std::uint32_t buffer = 0;
-  std::uint64_t offset = 0;  ///< of the frame's bytes in the record
+  std::size_t offset = 0;  ///< of the frame's bytes in the record
   nlohmann::json line;       ///< everything that the camera says
 };
 
