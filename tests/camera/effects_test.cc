@@ -364,9 +364,12 @@ TEST_F(Effect, buffer_us_without_a_key_frame) {
   configure("producer=scripted");
   create({kSize, {"framerate", 200.0}, {"buffer_us", guint32{20000}}}, 8);
   start();
-  while (log("drop").empty())
+  const auto has_expired = [&] {
+    const auto drops = log("drop");
+    return std::any_of(drops.begin(), drops.end(), [](const auto &drop) { return drop["reason"] == "expired"; });
+  };
+  while (!has_expired())
     ASSERT_EQ(sched_yield(), 0);
-  EXPECT_EQ(log("drop")[0]["reason"], "expired");
   ASSERT_TRUE(zel_stream_play(stream_.get(), nullptr, nullptr));
   EXPECT_TRUE(fetch().key);
 }

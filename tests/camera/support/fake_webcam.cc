@@ -1,4 +1,9 @@
 // The controls of the device. Its buffers are pages of the file, so that mapping them needs no help.
+
+// libavdevice is built with the C library's plain types, and so calls the plain ioctl.
+#undef _FILE_OFFSET_BITS
+#undef _TIME_BITS
+
 #include "support/fake_webcam.h"
 
 #include <dlfcn.h>

@@ -57,6 +57,8 @@ ClientRun::ClientRun() {
   setup_.stderr_path = beside("stderr");
   setup_.environment["ZEL_CAMERA"] = beside("camera");
   setup_.environment["TZ"] = "UTC";
+  // The report of the second interrupt is printed by the signal handler.
+  setup_.environment["TSAN_OPTIONS"] = with_option("TSAN_OPTIONS", "report_signal_unsafe=0");
 }
 
 ClientRun &ClientRun::environment(const std::string &name, const std::string &value) {

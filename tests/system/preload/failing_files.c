@@ -28,7 +28,7 @@ enum { kMaxDescriptors = 256 };
 /// Names of the watched files by descriptor; NULL: not watched.
 static char *names[kMaxDescriptors];
 static long calls;
-static int rest_fails_on = -1;  ///< descriptor whose next write fails too, after a short one
+static _Atomic int rest_fails_on = -1;  ///< descriptor whose next write fails too, after a short one; all threads look
 
 /// The function behind the one that stands here.
 #define REAL(function) ((__typeof__(&(function)))dlsym(RTLD_NEXT, #function))
