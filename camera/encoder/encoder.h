@@ -47,7 +47,7 @@ constexpr bool is_raw_format(std::uint32_t format) {
   return format == kFormatNv12 || format == kFormatI420 || format == kFormatGray || format == kFormatRgb;
 }
 
-/// The room that a buffer for the plan's frames needs: the exact size of a raw frame; half as much for coded ones.
+/// The room that a buffer for the plan's frames needs: the exact size of a raw frame; a byte a pixel for coded ones.
 std::size_t frame_capacity(const Plan &plan);
 
 }  // namespace camera

@@ -13,6 +13,18 @@ extern "C" {
 namespace camera {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+void pause() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+/// Asked by libavformat whether it shall give up; it asks without a pause while a device has nothing.
+int is_late(void *give_up) {
+  pause();
+  return Clock::now() > *static_cast<const Clock::time_point *>(give_up) ? 1 : 0;
+}
+
 /// An opened input and its decoder.
 class InputSource : public Source {
  public:
@@ -25,8 +37,9 @@ class InputSource : public Source {
  protected:
   explicit InputSource(std::string path) : path_(std::move(path)) {}
 
-  /// `format` names the demuxer of a device, which does not wait for pictures; null for a file.
-  void open(const char *format) {
+  /// `format` names the demuxer of a device, which does not wait for pictures and has until `give_up` for the first;
+  /// null for a file.
+  void open(const char *format, Clock::time_point give_up = {}) {
     const AVInputFormat *demuxer = nullptr;
     AVFormatContext *opened = nullptr;
     if (format != nullptr) {
@@ -36,11 +49,13 @@ class InputSource : public Source {
       opened = avformat_alloc_context();  // opening it frees it when that fails
       if (opened == nullptr) throw std::bad_alloc();
       opened->flags |= AVFMT_FLAG_NONBLOCK;
+      opened->interrupt_callback = {is_late, &give_up};
     }
     decoder_.reset();
     av_check(avformat_open_input(&opened, path_.c_str(), demuxer, nullptr), path_);
     input_.reset(opened);
     av_check(avformat_find_stream_info(input_.get(), nullptr), path_);
+    input_->interrupt_callback = {};
     const AVCodec *codec = nullptr;
     const int index = av_check(av_find_best_stream(input_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0), path_);
     stream_ = input_->streams[index];
@@ -120,7 +135,10 @@ class FileSource : public InputSource {
 /// A device captures by itself: what it captured while nobody looked is out of date.
 class DeviceSource : public InputSource {
  public:
-  explicit DeviceSource(std::string path) : InputSource(std::move(path)) { open("video4linux2"); }
+  DeviceSource(std::string path, std::chrono::milliseconds patience)
+      : InputSource(std::move(path)), patience_(patience) {
+    open("video4linux2", Clock::now() + patience);
+  }
 
   bool is_live() const override { return true; }
 
@@ -141,10 +159,8 @@ class DeviceSource : public InputSource {
  private:
   /// What was captured since the last time, at least one packet; the last one alone when it needs no others.
   std::vector<AvPacket> captured() {
-    using namespace std::chrono_literals;
     constexpr std::size_t kMost = 32;  // as many as a device keeps
-    constexpr auto kPatience = 10s;
-    const auto give_up = std::chrono::steady_clock::now() + kPatience;
+    const Clock::time_point give_up = Clock::now() + patience_;
     std::vector<AvPacket> packets;
     AvPacket packet = new_packet();
     for (std::size_t count = 0; count < kMost;) {
@@ -157,11 +173,13 @@ class DeviceSource : public InputSource {
       }
       if (!packets.empty()) break;
       if (status == AVERROR_EOF) throw AvFailure(path() + ": the device has ended");
-      if (std::chrono::steady_clock::now() > give_up) throw AvFailure(path() + ": no picture for 10 seconds");
-      std::this_thread::sleep_for(1ms);
+      if (Clock::now() > give_up) throw AvFailure(path() + ": the device gives no picture");
+      pause();
     }
     return packets;
   }
+
+  std::chrono::milliseconds patience_;
 };
 
 }  // namespace
@@ -170,8 +188,8 @@ std::unique_ptr<Source> open_file(const std::string &path) {
   return std::make_unique<FileSource>(path);
 }
 
-std::unique_ptr<Source> open_device(const std::string &path) {
-  return std::make_unique<DeviceSource>(path);
+std::unique_ptr<Source> open_device(const std::string &path, std::chrono::milliseconds patience) {
+  return std::make_unique<DeviceSource>(path, patience);
 }
 
 }  // namespace camera

@@ -2,6 +2,7 @@
 #ifndef ZEL_CAMERA_SOURCE_H
 #define ZEL_CAMERA_SOURCE_H
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -34,8 +35,9 @@ std::unique_ptr<Source> open_graph(const std::string &description);
 /// A video file that begins anew at its end.
 std::unique_ptr<Source> open_file(const std::string &path);
 
-/// A V4L2 device.
-std::unique_ptr<Source> open_device(const std::string &path);
+/// A V4L2 device. Without a picture for longer than `patience` it counts as broken.
+std::unique_ptr<Source> open_device(const std::string &path,
+                                    std::chrono::milliseconds patience = std::chrono::seconds(10));
 
 /// The source that the key file names; null when it names none. Throws AvFailure.
 std::unique_ptr<Source> open_configured_source(const CameraConfig &config);

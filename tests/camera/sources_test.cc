@@ -3,6 +3,7 @@
 
 #include <fstream>
 
+#include "picture/source.h"
 #include "support/camera_fixture.h"
 #include "support/fake_webcam.h"
 #include "support/marker_reader.h"
@@ -144,6 +145,14 @@ TEST_F(SourceTest, ADeviceGivesItsNewestPicture) {
     EXPECT_NEAR(fetch().bytes()[0], fake_webcam::brightness(newest), 2) << i;
     stop();
   }
+}
+
+// A device that gives nothing must not hang the stream's creation or its stop for ever.
+TEST_F(SourceTest, ASilentDeviceIsGivenUp) {
+  constexpr std::chrono::milliseconds kPatience(20);
+  fake_webcam::make(path("video0"));
+  fake_webcam::fall_silent();
+  EXPECT_THROW((void)camera::open_device(path("video0"), kPatience)->next(), camera::AvFailure);
 }
 
 // The default picture moves: two frames in a row are never the same.

@@ -29,6 +29,7 @@ constexpr std::uint32_t kBuffers = 4;
 std::deque<std::uint32_t> queued;
 std::uint32_t waiting = 0;  ///< pictures that were captured and not fetched
 std::uint32_t next_picture = 0;
+bool silent = false;
 
 void describe(v4l2_pix_format &format) {
   format.width = kWidth;
@@ -41,7 +42,7 @@ void describe(v4l2_pix_format &format) {
 
 bool fetch(int device, v4l2_buffer &buffer) {
   if (queued.empty() || waiting == 0) {
-    waiting = 1;  // by the next look
+    waiting = silent ? 0 : 1;  // by the next look
     errno = EAGAIN;
     return false;
   }
@@ -114,6 +115,12 @@ void make(const std::string &path) {
   queued.clear();
   waiting = 0;
   next_picture = 0;
+  silent = false;
+}
+
+void fall_silent() {
+  silent = true;
+  waiting = 0;
 }
 
 std::uint32_t capture(std::uint32_t count) {

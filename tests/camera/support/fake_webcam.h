@@ -18,6 +18,9 @@ void make(const std::string &path);
 /// The device captures that many pictures now. Returns the number of the last one.
 std::uint32_t capture(std::uint32_t count);
 
+/// The device captures nothing more by itself.
+void fall_silent();
+
 constexpr std::uint8_t brightness(std::uint32_t number) {
   return static_cast<std::uint8_t>(20 + number % 20 * 10);
 }
