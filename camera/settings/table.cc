@@ -173,7 +173,9 @@ constexpr std::array kSettings = {
               "no limit"),
     number("lumo.gop_mode", 0, 1, "0", "1: the same as \"dynamic.gop\"."),
     number("lumo.fps_mode", 0, 1, "0", "1: in a still scene frames are left out, as \"lumo.skip_mode\" says."),
-    number("lumo.skip_mode", 0, 1, "0", "0: a frame that is left out is not delivered; 1: it is delivered empty."),
+    number("lumo.skip_mode", 0, 1, "0",
+           "0: a frame that is left out is not delivered; 1: it is delivered empty, but jpeg and uncompressed frames, "
+           "which are all key frames, in full."),
     number("lumo.min_fps_num", 0, 1000, "1", "A still scene still gets this many frames ..."),
     number("lumo.min_fps_den", 1, 1000, "1", "... in this many seconds."),
     choice("lumo.profile", kLumostreamProfiles, "classic", nullptr),

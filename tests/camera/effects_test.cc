@@ -286,6 +286,19 @@ TEST_F(Effect, lumo_skip_mode) {
     ASSERT_TRUE(marker) << i;
     EXPECT_EQ(marker->sequence, i / 10 * 10);  // an empty frame shows the picture before it
   }
+  // Key frames are never empty, and these formats have no others.
+  for (const guint32 format : {2U, 5U}) {
+    for (const Seen &seen : run({kSize,
+                                 kStill,
+                                 kTenFrames,
+                                 {"format", format},
+                                 {"lumo.fps_mode", guint32{1}},
+                                 {"lumo.skip_mode", guint32{1}}},
+                                3)) {
+      EXPECT_FALSE(seen.empty);
+      EXPECT_GT(seen.size, 100U);
+    }
+  }
 }
 
 TEST_F(Effect, timestamp_type) {
