@@ -137,10 +137,8 @@ TEST(CommandLine, ErrorsCarryTheOptionLibrarysText) {
 
 // Catches messages that carry the name by which the program was called.
 TEST(CommandLine, MessagesCarryAFixedName) {
-  const TempFolder folder;
-  const std::filesystem::path other_name = folder.path() / "other-name";
-  std::filesystem::create_symlink(client_program(), other_name);
-  const RunResult result = run_tool({other_name, "--nonsense"}, folder.path());
+  ClientRun run;
+  const RunResult result = run.called("other-name").run({"--nonsense"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "zel-client: Unknown option --nonsense\n");
 }

@@ -56,9 +56,6 @@ TEST(Library, SoftwareCameraExportsExactlyTheInterface) {
 
 // Catches a client that another library cannot be put under.
 TEST(Library, SearchPathReplacesTheCamera) {
-  if (client_is_emulated()) {
-    GTEST_SKIP() << "needs the host's loader";
-  }
   const TempFolder folder;
   write_file(folder.path() / "libzel.so.1", "no library at all");
   ClientRun run;

@@ -71,6 +71,12 @@ ClientRun &ClientRun::without_environment(const std::string &name) {
   return *this;
 }
 
+ClientRun &ClientRun::called(const std::string &name) {
+  program_ = file(name);
+  std::filesystem::create_symlink(client_program(), program_);
+  return *this;
+}
+
 ClientRun &ClientRun::stdin_from(const std::filesystem::path &path) {
   setup_.stdin_path = path;
   return *this;
@@ -128,7 +134,7 @@ void ClientRun::start(const std::vector<std::string> &arguments) {
   setup_.command = words_of(std::getenv("ZEL_TEST_WRAPPER"));
   const std::vector<std::string> emulator_words = emulator();
   setup_.command.insert(setup_.command.end(), emulator_words.begin(), emulator_words.end());
-  setup_.command.push_back(client_program());
+  setup_.command.push_back(program_);
   setup_.command.insert(setup_.command.end(), arguments.begin(), arguments.end());
   process_ = std::make_unique<Process>(setup_);
 }

@@ -49,6 +49,7 @@ class ClientRun {
   /// Set-up, all to be done before the start; each returns the run itself.
   ClientRun &environment(const std::string &name, const std::string &value);
   ClientRun &without_environment(const std::string &name);
+  ClientRun &called(const std::string &name);                ///< through a link of that name in its working directory
   ClientRun &stdin_from(const std::filesystem::path &path);  ///< default "/dev/null"
   ClientRun &stdin_from_descriptor(int descriptor);          ///< such as a terminal's; stays the caller's
   ClientRun &stdin_from_pipe();                              ///< fed through process().write_stdin()
@@ -84,6 +85,7 @@ class ClientRun {
   TempFolder folder_;
   CameraScript camera_;
   ProcessSetup setup_;
+  std::filesystem::path program_ = client_program();
   std::string preload_;
   std::unique_ptr<Process> process_;
 };
