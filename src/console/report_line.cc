@@ -88,7 +88,8 @@ const char *frame_type_text(zel_frame *frame) {
   if (zel_frame_shown(frame) == FALSE) return "!show";
   if (zel_frame_is_key(frame) == FALSE && marked_empty(extra_info)) return "empty";
   const EnumClassPtr types = enum_class(zel_frame_type_get_type());
-  const GEnumValue *type = g_enum_get_value(types.get(), static_cast<gint>(zel_frame_get_frame_type(frame)));
+  const auto number = static_cast<gint>(zel_frame_get_frame_type(frame));
+  const GEnumValue *type = types != nullptr ? g_enum_get_value(types.get(), number) : nullptr;
   return type != nullptr ? type->value_nick : "n/a";  // the nick outlives the reference on its class
 }
 

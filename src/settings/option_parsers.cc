@@ -69,7 +69,7 @@ gboolean parse_string_option(const gchar * /*name*/, const gchar *value, gpointe
 gboolean parse_enum_option(const gchar *name, const gchar *value, gpointer data, GError **error) {
   const auto *option = static_cast<const EnumOptionData *>(data);
   const EnumClassPtr type = enum_class(option->enum_type);
-  if (value != nullptr) {
+  if (value != nullptr && type != nullptr) {
     if (const GEnumValue *found = g_enum_get_value_by_nick(type.get(), value)) {
       zel_map_set_uint32(settings_map(), option->key, static_cast<guint32>(found->value));
       return TRUE;
@@ -97,9 +97,10 @@ TextPtr enum_choices(GType enum_type) {
   size_t size = 0;
   FILE *stream = open_memstream(&text, &size);
   if (stream == nullptr) std::exit(EXIT_FAILURE);
-  (void)std::fputs(g_type_name(enum_type), stream);
   const EnumClassPtr type = enum_class(enum_type);
-  for (guint i = 0; i < type->n_values; ++i) {
+  const guint count = type != nullptr ? type->n_values : 0;
+  (void)std::fputs(type != nullptr ? g_type_name(enum_type) : "", stream);
+  for (guint i = 0; i < count; ++i) {
     (void)std::fprintf(stream, "%s%s", i == 0 ? "(" : ", ", type->values[i].value_nick);
   }
   (void)std::fputs(")", stream);

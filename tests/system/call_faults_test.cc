@@ -162,6 +162,24 @@ TEST(CallFaults, OfMapsBuffersAndFrames) {
   }
 }
 
+// Catches a crash over an enumeration that the library cannot name: it has no choices, and types of frames no names.
+TEST(CallFaults, OfEnumerations) {
+  for (const char *name :
+       {"zel_format_get_type", "zel_h264_profile_get_type", "zel_h265_profile_get_type",
+        "zel_rate_control_mode_get_type", "zel_rate_control_priority_get_type", "zel_timestamp_get_type",
+        "zel_buffer_access_get_type", "zel_buffer_strategy_get_type", "zel_lumostream_profile_get_type",
+        "zel_lumostream_gdr_get_type", "zel_frame_type_get_type"}) {
+    ClientRun run;
+    run.camera().fault(fault_of(name, 1, kWays[0]));
+    EXPECT_EQ(run.run({"--frames=2", "-q", "-o", "out"}).status, 0) << name;
+    EXPECT_EQ(std::filesystem::file_size(run.file("out")),
+              run.truth().frames().back().offset + run.truth().frames().back().size);
+  }
+  ClientRun refused;
+  refused.camera().fault(fault_of("zel_format_get_type", 1, kWays[0]));
+  EXPECT_EQ(refused.run({"--format=h264"}).status, 1);
+}
+
 // Catches the same where the frame's bytes are fetched in other ways.
 TEST(CallFaults, OfChunks) {
   for (const Output output : {Output::kRaw, Output::kMatroskaOfChunks}) {
