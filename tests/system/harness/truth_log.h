@@ -40,7 +40,7 @@ struct FrameTruth {
   bool segment_start = false;
   std::uint32_t buffer = 0;
   std::size_t offset = 0;  ///< of the frame's bytes in the record
-  nlohmann::json line;       ///< everything that the camera says
+  nlohmann::json line;     ///< everything that the camera says
 };
 
 /// A frame that was never handed out.
