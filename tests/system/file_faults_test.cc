@@ -107,8 +107,15 @@ TEST(FileFaults, OfRawFileAndSidecar) {
         EXPECT_EQ(result.err, "zel-client: " + message_of(call, file, is_trailer) + cause_of(kind) + "\n");
         if (is_trailer) {
           EXPECT_EQ(sweep::read_sidecar(run.file("out.meta")).records, kFrames);
-        } else if (has(run, "out") && call != "truncate") {
-          sweep::expect_raw_prefix(run, counted_frames(run));
+          EXPECT_EQ(read_file(run.file("out")), run.truth().bytes());
+          continue;
+        }
+        const std::size_t frames = call == "open" ? 0 : (nth - 1) / (call == "write" ? 3 : 1);  // that are stored
+        EXPECT_EQ(counted_frames(run), frames);
+        if (call == "truncate") {
+          EXPECT_EQ(read_file(run.file("out")), frames == 0 ? "" : run.truth().bytes(frames - 1, 1));
+        } else if (has(run, "out")) {
+          sweep::expect_raw_prefix(run, frames);
         }
       }
     }
@@ -141,11 +148,32 @@ TEST(FileFaults, OfTheMatroskaFile) {
           EXPECT_EQ(result.err,
                     "error: Could not open output file 'out.mkv'\nzel-client: Failed to create MKV writer\n");
         } else {
-          sweep::expect_matroska_prefix(run, 0);
+          const bool lost = result.err.find("Failed finalizing container") != std::string::npos;  // the last cluster is
+          sweep::expect_matroska_prefix(run, lost ? 0 : sweep::whole_records(run));
+          EXPECT_TRUE(!lost || sweep::whole_records(run) == kFrames);
         }
       }
       EXPECT_GT(on_matroska, 0U);
     }
+  }
+}
+
+// Catches a failing close that spoils the Matroska file or the status: all was written by then.
+TEST(FileFaults, OfClosingTheMatroskaFile) {
+  for (const std::string kind : {"EIO", "ENOSPC"}) {
+    std::set<std::string> files;
+    for (std::size_t nth = 1;; ++nth) {
+      SCOPED_TRACE(testing::Message() << nth << ": " << kind);
+      ClientRun run;
+      const auto [file, result] = run_with(&run, Output::kMatroska, "close", nth, kind);
+      EXPECT_EQ(result.status, 0);
+      EXPECT_EQ(result.err, "");
+      sweep::expect_matroska_prefix(run, kFrames);
+      EXPECT_EQ(sweep::read_sidecar(run.file("out.meta")).records, kFrames);
+      if (file.empty()) break;
+      files.insert(file);
+    }
+    EXPECT_EQ(files, (std::set<std::string>{"out", "out.meta", "out.mkv"}));
   }
 }
 

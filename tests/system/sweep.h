@@ -89,6 +89,15 @@ inline Sidecar read_sidecar(const std::filesystem::path &path) {
   return sidecar;
 }
 
+/// The records of a sidecar that was closed: they are whole, and the count behind them is theirs. 0 without a sidecar.
+inline std::size_t whole_records(const ClientRun &run) {
+  if (!std::filesystem::exists(run.file("out.meta"))) return 0;
+  const Sidecar sidecar = read_sidecar(run.file("out.meta"));
+  EXPECT_EQ(sidecar.rest, 4U);
+  EXPECT_EQ(sidecar.count, sidecar.records);
+  return sidecar.records;
+}
+
 /// The raw file begins with the frames as they were handed out, `whole` of them entirely.
 inline void expect_raw_prefix(const ClientRun &run, std::size_t whole) {
   const std::string stored = read_file(run.file("out"));
