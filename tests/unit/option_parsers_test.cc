@@ -105,6 +105,17 @@ TEST(ParseUnsigned, StoresNegativeNumbersAsTwosComplement) {
   EXPECT_EQ(stored_unsigned("-2147483648"), "2147483648");
 }
 
+// Catches another reading of numbers beyond 32 bits: the C library's long takes them, whose low 32 bits are stored.
+TEST(ParseUnsigned, CutsNumbersAsLongAsTheMachinesLong) {
+  constexpr bool kLongIsShort = sizeof(long) == 4;  // as on the camera: such numbers stop at its ends there
+  EXPECT_EQ(stored_unsigned("2147483647"), "2147483647");
+  EXPECT_EQ(stored_unsigned("2147483648"), kLongIsShort ? "2147483647" : "2147483648");
+  EXPECT_EQ(stored_unsigned("4294967295"), kLongIsShort ? "2147483647" : "4294967295");
+  EXPECT_EQ(stored_unsigned("0x100000007"), kLongIsShort ? "2147483647" : "7");
+  EXPECT_EQ(stored_unsigned("-4294967295"), kLongIsShort ? "2147483648" : "1");
+  EXPECT_EQ(stored_unsigned("9223372036854775808"), kLongIsShort ? "2147483647" : "4294967295");
+}
+
 // Catches a strict parser: what follows the number is ignored.
 TEST(ParseUnsigned, IgnoresWhatFollowsTheNumber) {
   EXPECT_EQ(stored_unsigned("12abc"), "12");
