@@ -85,7 +85,11 @@ std::uint32_t read_frame_type(std::string_view text) {
   for (const Choice &choice : kFrameTypes) {
     if (text == choice.nick) return choice.value;
   }
-  return read_number<std::uint32_t>(text);
+  try {
+    return read_number<std::uint32_t>(text);
+  } catch (const Unreadable &) {
+    throw Unreadable("the nick or number of a frame type");
+  }
 }
 
 EmptyMark read_empty(std::string_view text) {

@@ -32,6 +32,7 @@ TEST_F(KeyFileTest, EveryMistakeIsNamed) {
       {"[fault a]\ncall=zel_map_new\nerrno=EWHAT", ": [fault a] errno: \"EWHAT\" is not a name of errno, such as EIO"},
       {"[fault a]\ncall=zel_map_new\nsignal=INT", ": [fault a] signal: \"INT\" is not a signal's name, such as SIGINT"},
       {"[fault a]\ncall=zel_map_new\nprobability=2", ": [fault a] probability: \"2\" is not a number from 0 to 1"},
+      {"[frame a]\ntype=ifr", ": [frame a] type: \"ifr\" is not the nick or number of a frame type"},
       {"[frame a]\nclock_step_us=x", ": [frame a] clock_step_us: \"x\" is not a whole number"},
       {"[frame a]\nsize=1073741825", ": [frame a] size: \"1073741825\" is not at most 1073741824 bytes"},
       {"[frame a]\nchunks=1000001", ": [frame a] chunks: \"1000001\" is not at most 1000000 chunks"},
