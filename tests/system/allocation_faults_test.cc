@@ -93,3 +93,25 @@ TEST(AllocationFaults, OfFramesInChunks) {
     ++nth;
   EXPECT_GT(nth, 20U);
 }
+
+// Catches a line about a file whose long name takes memory of its own, and ends the run with a signal when there is none.
+TEST(AllocationFaults, OfALongFileName) {
+  if (kHasThreadSanitizer) GTEST_SKIP();
+  std::size_t nth = 1;
+  for (bool struck = true; struck; ++nth) {
+    SCOPED_TRACE(nth);
+    ClientRun run;
+    sweep::prepare(&run, Output::kMatroska);
+    const TempFolder beside;
+    run.preload(preload_library("failing_allocations"))
+        .environment("ZEL_TEST_FAILING_ALLOCATION", std::to_string(nth))
+        .environment("ZEL_TEST_FILE_FAULT_LOG", beside.path() / "struck");
+    const RunResult result = run.run({"--mkv=" + std::string(600, 'x'), "--format=jpeg", "--frames=1", "-q"});
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(result.err.ends_with("zel-client: Failed to create MKV writer\n")) << result.err;
+    sweep::expect_released_once(run.truth());
+    struck = std::filesystem::exists(beside.path() / "struck");
+  }
+  EXPECT_GT(nth, 10U);
+}
