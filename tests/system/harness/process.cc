@@ -75,6 +75,7 @@ void Process::child(int stdin_fd, int stdout_fd, int stderr_fd) const {
   if (setup_.new_session && (setsid() < 0 || ioctl(stdin_fd, TIOCSCTTY, 0) < 0)) {
     return;
   }
+  (void)signal(SIGINT, SIG_DFL);  // ignored where the tests run in the background
   dup2(stdin_fd, STDIN_FILENO);
   dup2(stdout_fd, STDOUT_FILENO);
   dup2(stderr_fd, STDERR_FILENO);
