@@ -4,7 +4,7 @@
 //     writers raw FOLDER NAME        one frame size, of ZEL_STUB_SIZE
 //     writers mkv FOLDER NAME        the stream of ZEL_STUB_STREAM
 //     writers report FOLDER NAME     the same, with report line and sidecar against Matroska alone
-//     writers arrival FOLDER NAME    prints how many frames at most wait for the file, and the longest cluster
+//     writers arrival FOLDER NAME    prints how many frames at most wait for the file, and a cluster's mean length
 //
 // A number behind the name is that of the rounds.
 #include <fcntl.h>
