@@ -51,7 +51,8 @@ class FrameQueue {
   /// A run begins: frames are kept back when `holds`, until release_held().
   void begin(bool holds);
   /// Lets kept frames go, beginning with a key frame, handed over at `now_us` if there is such a time. Appends the
-  /// sequence numbers of those before it, which are lost, to `lost`. Returns false when there was no key frame; frames are lost then until one is delivered.
+  /// sequence numbers of those before it, which are lost, to `lost`. Returns false when there was no key frame; frames
+  /// are lost then until one is delivered.
   bool release_held(std::optional<std::uint64_t> now_us, std::vector<std::uint32_t> &lost);
   /// Tells the producer to end.
   void request_stop();
