@@ -12,7 +12,7 @@ int main(int argc, char **argv) {
   const pid_t child = fork();
   if (child == 0) {
     (void)dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
-    execv(argv[1], argv + 1);
+    execvp(argv[1], argv + 1);
     _exit(127);
   }
   int status = 0;

@@ -1,50 +1,44 @@
-// The stub libzel's maps: a GObject around a hash table of variants.
-#include <cstdarg>
-
+/* The stub libzel's maps: a GObject around a hash table of variants. */
 #include "stub.h"
+#include "zel/zel.h"
 
 struct zel_map {
   GObject parent;
-  GHashTable *values;  ///< owned; text -> GVariant
+  GHashTable *values; /* owned; text -> GVariant */
 };
 
-struct zel_mapClass {
+typedef struct {
   GObjectClass parent;
-};
+} zel_mapClass;
 
 G_DEFINE_TYPE(zel_map, zel_map, G_TYPE_OBJECT)
 
 static void zel_map_finalize(GObject *object) {
-  g_hash_table_unref(reinterpret_cast<zel_map *>(object)->values);
+  g_hash_table_unref(((zel_map *)object)->values);
   G_OBJECT_CLASS(zel_map_parent_class)->finalize(object);
 }
 
 static void zel_map_init(zel_map *map) {
-  map->values =
-      g_hash_table_new_full(g_str_hash, g_str_equal, g_free, reinterpret_cast<GDestroyNotify>(g_variant_unref));
+  map->values = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, (GDestroyNotify)g_variant_unref);
 }
 
 static void zel_map_class_init(zel_mapClass *type) {
   G_OBJECT_CLASS(type)->finalize = zel_map_finalize;
 }
 
-namespace {
-
-void set(zel_map *map, const gchar *key, GVariant *value) {
+static void set(zel_map *map, const gchar *key, GVariant *value) {
   g_hash_table_replace(map->values, g_strdup(key), g_variant_ref_sink(value));
 }
 
-/// The value under the key when it is of this type, else null. Stays the map's.
-GVariant *get(const zel_map *map, const gchar *key, const GVariantType *type) {
-  auto *value = static_cast<GVariant *>(g_hash_table_lookup(map->values, key));
-  return value != nullptr && g_variant_is_of_type(value, type) ? value : nullptr;
+/* The value under the key when it is of this type, else NULL. Stays the map's. */
+static GVariant *get(const zel_map *map, const gchar *key, const GVariantType *type) {
+  GVariant *value = g_hash_table_lookup(map->values, key);
+  return value != NULL && g_variant_is_of_type(value, type) ? value : NULL;
 }
 
-}  // namespace
-
-zel_map *zel_map_new() {
-  stub::report_first_call();
-  return static_cast<zel_map *>(g_object_new(zel_map_get_type(), nullptr));
+zel_map *zel_map_new(void) {
+  stub_report_first_call();
+  return g_object_new(zel_map_get_type(), NULL);
 }
 
 void zel_map_set_boolean(zel_map *map, const gchar *key, gboolean value) {
@@ -68,28 +62,28 @@ void zel_map_set_quad32u(zel_map *map, const gchar *key, zel_quad32u value) {
 
 gboolean zel_map_get_boolean(const zel_map *map, const gchar *key, gboolean default_value) {
   GVariant *value = get(map, key, G_VARIANT_TYPE_BOOLEAN);
-  return value != nullptr ? g_variant_get_boolean(value) : default_value;
+  return value != NULL ? g_variant_get_boolean(value) : default_value;
 }
 guint32 zel_map_get_uint32(const zel_map *map, const gchar *key, guint32 default_value) {
   GVariant *value = get(map, key, G_VARIANT_TYPE_UINT32);
-  return value != nullptr ? g_variant_get_uint32(value) : default_value;
+  return value != NULL ? g_variant_get_uint32(value) : default_value;
 }
 gdouble zel_map_get_double(const zel_map *map, const gchar *key, gdouble default_value) {
   GVariant *value = get(map, key, G_VARIANT_TYPE_DOUBLE);
-  return value != nullptr ? g_variant_get_double(value) : default_value;
+  return value != NULL ? g_variant_get_double(value) : default_value;
 }
 
 GVariant *zel_map_get_variant(const zel_map *map, const gchar *key, GVariant *default_value) {
-  auto *value = static_cast<GVariant *>(g_hash_table_lookup(map->values, key));
-  if (value == nullptr) value = default_value;
-  return value != nullptr ? g_variant_ref(value) : nullptr;
+  GVariant *value = g_hash_table_lookup(map->values, key);
+  if (value == NULL) value = default_value;
+  return value != NULL ? g_variant_ref(value) : NULL;
 }
 
 gboolean zel_map_contains_va(const zel_map *map, ...) {
   va_list keys;
   va_start(keys, map);
   gboolean all = TRUE;
-  for (const gchar *key = va_arg(keys, const gchar *); key != nullptr; key = va_arg(keys, const gchar *)) {
+  for (const gchar *key = va_arg(keys, const gchar *); key != NULL; key = va_arg(keys, const gchar *)) {
     if (!g_hash_table_contains(map->values, key)) all = FALSE;
   }
   va_end(keys);
@@ -97,27 +91,28 @@ gboolean zel_map_contains_va(const zel_map *map, ...) {
 }
 
 void zel_map_copy_value(zel_map *map, const gchar *source_key, const gchar *target_key) {
-  auto *value = static_cast<GVariant *>(g_hash_table_lookup(map->values, source_key));
-  if (value != nullptr) set(map, target_key, value);
+  GVariant *value = g_hash_table_lookup(map->values, source_key);
+  if (value != NULL) set(map, target_key, value);
+}
+
+static gboolean has_prefix(gpointer key, gpointer value, gpointer prefix) {
+  (void)value;
+  return g_str_has_prefix(key, prefix);
 }
 
 void zel_map_remove_prefix(zel_map *map, const gchar *prefix) {
-  (void)g_hash_table_foreach_remove(
-      map->values,
-      [](gpointer key, gpointer, gpointer start) -> gboolean {
-        return g_str_has_prefix(static_cast<const gchar *>(key), static_cast<const gchar *>(start));
-      },
-      const_cast<gchar *>(prefix));
+  (void)g_hash_table_foreach_remove(map->values, has_prefix, (gpointer)prefix);
 }
 
 void zel_map_merge(zel_map *destination, const zel_map *source) {
   GHashTableIter position;
   g_hash_table_iter_init(&position, source->values);
-  gpointer key = nullptr;
-  gpointer value = nullptr;
-  while (g_hash_table_iter_next(&position, &key, &value)) {
-    set(destination, static_cast<const gchar *>(key), static_cast<GVariant *>(value));
-  }
+  gpointer key = NULL;
+  gpointer value = NULL;
+  while (g_hash_table_iter_next(&position, &key, &value))
+    set(destination, key, value);
 }
 
-void zel_map_dump(const zel_map *) {}
+void zel_map_dump(const zel_map *map) {
+  (void)map;
+}
