@@ -9,6 +9,7 @@
 
 #include "common/owned.h"
 #include "common/report_stream.h"
+#include "formats/report_line.h"
 #include "settings/client_options.h"
 #include "settings/run_settings.h"
 
@@ -34,29 +35,27 @@ struct TimestampColumn {
 TimestampColumn timestamp_column(zel_frame *frame, gint64 latency) {
   switch (timestamp_type) {
     case 0:
-      return {.label = "latency", .value = static_cast<guint64>(latency)};
+      return {.label = formats::kReportLatency, .value = static_cast<guint64>(latency)};
     case 1:
-      return {.label = "utc", .value = zel_frame_get_utc_timestamp(frame)};
+      return {.label = formats::kReportUtc, .value = zel_frame_get_utc_timestamp(frame)};
     default:
-      return {.label = "custom", .value = zel_frame_get_custom_timestamp(frame)};
+      return {.label = formats::kReportCustom, .value = zel_frame_get_custom_timestamp(frame)};
   }
 }
 
 void print_debug_line(zel_frame *frame, const FrameTiming &timing) {
   const std::size_t size = zel_frame_get_size(frame);
   const std::size_t capacity = zel_buffer_get_capacity(frame);
-  g_fprintf(report_stream(), "zel-client: frame = %4u, id = 0x%08x, Δcts = %7u, Δpts = %7d, size = %zu/%zu\n",
-            zel_frame_get_sequence_nbr(frame), zel_buffer_get_id(frame), timing.delta_cts,
-            static_cast<gint32>(timing.delta_pts), size, capacity);
+  g_fprintf(report_stream(), formats::kReportDebugFormat, zel_frame_get_sequence_nbr(frame), zel_buffer_get_id(frame),
+            timing.delta_cts, static_cast<gint32>(timing.delta_pts), size, capacity);
 }
 
 void print_stats_line(zel_frame *frame, const FrameTiming &timing) {
   const auto [label, value] = timestamp_column(frame, timing.latency);
   const std::size_t size = zel_frame_get_size(frame);
   const std::size_t capacity = zel_buffer_get_capacity(frame);
-  g_fprintf(report_stream(), "zel-client: frame = %4u, Δcts = %7u, Δpts = %7d, %s = %7ju µs, size = %zu/%zu\n",
-            zel_frame_get_sequence_nbr(frame), timing.delta_cts, static_cast<gint32>(timing.delta_pts), label, value,
-            size, capacity);
+  g_fprintf(report_stream(), formats::kReportStatsFormat, zel_frame_get_sequence_nbr(frame), timing.delta_cts,
+            static_cast<gint32>(timing.delta_pts), label, value, size, capacity);
 }
 
 void print_default_line(zel_frame *frame, const FrameTiming &timing, guint32 stream_format) {
@@ -64,9 +63,8 @@ void print_default_line(zel_frame *frame, const FrameTiming &timing, guint32 str
   if (type_width == 0) type_width = type_column_width(stream_format, type);
   const auto [label, value] = timestamp_column(frame, timing.latency);
   const std::size_t size = zel_frame_get_size(frame);
-  g_fprintf(report_stream(), "zel-client: frame = %4u, type = %-*s, Δpts = %7d, %s = %7ju µs, size = %zu\n",
-            zel_frame_get_sequence_nbr(frame), static_cast<int>(type_width), type,
-            static_cast<gint32>(timing.delta_pts), label, value, size);
+  g_fprintf(report_stream(), formats::kReportDefaultFormat, zel_frame_get_sequence_nbr(frame),
+            static_cast<int>(type_width), type, static_cast<gint32>(timing.delta_pts), label, value, size);
 }
 
 }  // namespace
@@ -85,12 +83,13 @@ guint32 type_column_width(guint32 stream_format, const char *first_text) {
 
 const char *frame_type_text(zel_frame *frame) {
   const zel_map *extra_info = zel_frame_get_extra_info(frame);  // the frame's, not released
-  if (zel_frame_shown(frame) == FALSE) return "!show";
-  if (zel_frame_is_key(frame) == FALSE && marked_empty(extra_info)) return "empty";
+  if (zel_frame_shown(frame) == FALSE) return formats::kReportNotShown;
+  if (zel_frame_is_key(frame) == FALSE && marked_empty(extra_info)) return formats::kReportEmpty;
   const EnumClassPtr types = enum_class(zel_frame_type_get_type());
   const auto number = static_cast<gint>(zel_frame_get_frame_type(frame));
   const GEnumValue *type = types != nullptr ? g_enum_get_value(types.get(), number) : nullptr;
-  return type != nullptr ? type->value_nick : "n/a";  // the nick outlives the reference on its class
+  // The nick outlives the reference on its class.
+  return type != nullptr ? type->value_nick : formats::kReportUnknownType;
 }
 
 void report_frame(zel_frame *frame, const FrameTiming &timing, guint32 stream_format) {

@@ -1,4 +1,4 @@
-// The sidecar: a small binary file beside the raw output that describes every stored frame.
+// Writing the sidecar.
 #include "output/meta_file.h"
 
 #include <array>
@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "common/errors.h"
+#include "formats/sidecar.h"
 
 namespace {
 
@@ -15,27 +16,18 @@ struct CloseFile {
   void operator()(FILE *file) const { (void)std::fclose(file); }
 };
 
-/// One record as it lies in the file; fields are little-endian.
-struct Record {
-  std::uint32_t frame_type = 0;
-  std::uint32_t reserved = 0;
-  std::uint64_t timestamp = 0;
-  std::uint32_t size = 0;
-  std::uint32_t header_size = 0;
-};
-static_assert(sizeof(Record) == 24 && offsetof(Record, timestamp) == 8 && offsetof(Record, size) == 16);
-
 constexpr std::size_t kNameBytes = 256;  ///< of the sidecar's name, with the final zero
 
 std::unique_ptr<FILE, CloseFile> meta_stream;  ///< null while the sidecar is closed
 std::uint32_t record_count = 0;                ///< records written and flushed since the file was opened
 
-Record record_of(zel_frame *frame) {
-  Record record;
-  record.size = GUINT32_TO_LE(static_cast<std::uint32_t>(zel_frame_get_size(frame)));
-  record.frame_type = GUINT32_TO_LE(zel_frame_get_frame_type(frame));
-  record.timestamp = GUINT64_TO_LE(zel_frame_get_timestamp(frame));
-  record.header_size = GUINT32_TO_LE(static_cast<std::uint32_t>(zel_frame_get_header_size(frame)));
+/// The calls' order is kept.
+formats::SidecarRecord record_of(zel_frame *frame) {
+  formats::SidecarRecord record;
+  record.size = static_cast<std::uint32_t>(zel_frame_get_size(frame));
+  record.frame_type = zel_frame_get_frame_type(frame);
+  record.time_us = zel_frame_get_timestamp(frame);
+  record.header_size = static_cast<std::uint32_t>(zel_frame_get_header_size(frame));
   return record;
 }
 
@@ -45,7 +37,7 @@ bool meta_open(const char *output_name, GError **error) {
   if (output_name == nullptr) return set_error(error, kErrorMissing, "No filename provided");
 
   std::array<char, kNameBytes> name{};
-  if (std::snprintf(name.data(), name.size(), "%s.meta", output_name) < 0) {
+  if (std::snprintf(name.data(), name.size(), "%s%s", output_name, formats::kSidecarSuffix.data()) < 0) {
     return set_error(error, kErrorCompound, "Failed to format meta filename");
   }
 
@@ -60,8 +52,8 @@ bool meta_write_entry(zel_frame *frame, GError **error) {
   if (meta_stream == nullptr) return set_error(error, kErrorMissing, "Meta file not opened");
   if (frame == nullptr) return set_error(error, kErrorMissing, "No frame provided");
 
-  const Record record = record_of(frame);
-  if (std::fwrite(&record, sizeof record, 1, meta_stream.get()) != 1) {
+  const auto record = formats::sidecar_record_bytes(record_of(frame));
+  if (std::fwrite(record.data(), record.size(), 1, meta_stream.get()) != 1) {
     return set_error(error, kErrorFile, "Failed to write meta entry: %m");
   }
   if (std::fflush(meta_stream.get()) != 0) return set_error(error, kErrorFile, "Failed to flush meta file: %m");
@@ -72,8 +64,8 @@ bool meta_write_entry(zel_frame *frame, GError **error) {
 bool meta_close(GError **error) {
   if (meta_stream == nullptr) return true;
 
-  const std::uint32_t count = GUINT32_TO_LE(record_count);
-  const bool counted = std::fwrite(&count, sizeof count, 1, meta_stream.get()) == 1;
+  const auto trailer = formats::sidecar_trailer_bytes(record_count);
+  const bool counted = std::fwrite(trailer.data(), trailer.size(), 1, meta_stream.get()) == 1;
   // The message needs the cause that writing left, not what closing makes of it.
   if (!counted) set_error(error, kErrorFile, "Failed to write number of frames: %m");
   meta_stream.reset();

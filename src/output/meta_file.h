@@ -1,16 +1,4 @@
-// The sidecar: a small binary file beside the raw output that describes every stored frame.
-//
-// Format (docs/sidecar-format.md): N records of 24 bytes, then the 4-byte count N. All numbers are unsigned and
-// little-endian; no magic, no version, no header.
-//
-//     offset 0   4 bytes   frame type, a value of zel_frame_type_get_type()
-//            4   4         reserved, always zero: keeps the time stamp 8-byte aligned
-//            8   8         time stamp, us on the service's clock
-//           16   4         size, bytes of the frame in the raw output, codec header included
-//           20   4         header size, bytes of codec header at the frame's start
-//
-// Every record is flushed on its own, so that the file can be read while the capture runs and survives a crash: without
-// the count its size is a multiple of 24.
+// Writing the sidecar, whose format formats/sidecar.h describes: each record is flushed on its own.
 //
 // There is one sidecar a process. The operations return false on failure and leave an error of the library's domain in
 // the slot, which may be null.
