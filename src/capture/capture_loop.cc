@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 
 #include "capture/raw_output.h"
 #include "common/errors.h"
@@ -80,7 +79,7 @@ Next judge_failed_fetch(const Loop &loop, int cause) {
   if (g_error_matches(*loop.error, zel_error_quark(), kErrorNothingToFetch)) return Next::kNextPass;
   if (cause == EINTR && frame_limit() < 0) return Next::kEnd;
   if (*loop.error != nullptr && zel_error_is_expected(loop.error)) return Next::kFail;
-  (void)std::fprintf(stderr, "zel-client: %s\n", error_text(*loop.error));
+  print_error(*loop.error);
   return Next::kNextPass;
 }
 

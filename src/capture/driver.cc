@@ -10,6 +10,7 @@
 #include "capture/output_name.h"
 #include "capture/raw_output.h"
 #include "capture/stream.h"
+#include "common/errors.h"
 #include "common/report_stream.h"
 #include "console/statistics_report.h"
 #include "output/meta_file.h"
@@ -51,7 +52,7 @@ void finish(GError **error) {
 
 /// Every run ends here. Outputs that finish() completed are closed already; closing them again does nothing.
 int tear_down(GError *error) {
-  if (error != nullptr) (void)g_fprintf(stderr, "zel-client: %s\n", error->message);
+  if (error != nullptr) print_error(error);
   close_raw_output();
   if (client_options.meta) meta_close(nullptr);
   if (client_options.mkv != nullptr) mkv_finalize(nullptr);

@@ -1,4 +1,4 @@
-// Errors: building one for the error slot, and ending the process before there is a stream.
+// Errors of the run and of the command line.
 #include "common/errors.h"
 
 #include <cerrno>
@@ -40,8 +40,8 @@ bool set_client_error(GError **error, const char *format, ...) {
   return false;
 }
 
-const char *error_text(const GError *error) {
-  return error != nullptr ? error->message : "unknown error";
+void print_error(const GError *error) {
+  (void)std::fprintf(stderr, "%s: %s\n", kProgramName, error != nullptr ? error->message : "unknown error");
 }
 
 void fatal_error(const char *format, ...) {

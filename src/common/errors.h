@@ -1,4 +1,4 @@
-// The two ways in which the client reports a failure of its own.
+// Errors: making one, printing one, and ending the process.
 #ifndef ZEL_CLIENT_COMMON_ERRORS_H
 #define ZEL_CLIENT_COMMON_ERRORS_H
 
@@ -21,8 +21,9 @@ bool set_error(GError **error, ErrorCode code, const char *format, ...) G_GNUC_P
 /// The same in the client's own domain ("zel-client-error", code 0): output names, output files, enum option values.
 bool set_client_error(GError **error, const char *format, ...) G_GNUC_PRINTF(2, 3);
 
-/// The text of `error`, which may be null when a library call failed without saying why.
-const char *error_text(const GError *error);
+/// Writes "zel-client: ", the error's text and a newline to standard error. Null, of a library call that failed without
+/// saying why, is an "unknown error".
+void print_error(const GError *error);
 
 /// Writes "zel-client: " and the formatted message to standard error and ends the process with status 1. Only for what
 /// goes wrong before the stream exists; later failures travel in an error slot to the end of the run.

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
 
 #include "common/errors.h"
 #include "common/report_stream.h"
@@ -28,21 +27,17 @@ void print_message(const char *message) {
   g_fprintf(report_stream(), "%s", message);
 }
 
-void print_failure(const GError *error) {
-  g_fprintf(stderr, "zel-client: %s\n", error_text(error));
-}
-
 void start_stream(zel_stream *stream) {
   print_message("START!\n");
   GError *error = nullptr;
-  if (zel_stream_start(stream, &error) == FALSE) print_failure(error);
+  if (zel_stream_start(stream, &error) == FALSE) print_error(error);
   g_clear_error(&error);
 }
 
 void play_stream(zel_stream *stream) {
   print_message("PLAY!\n");
   GError *error = nullptr;
-  if (zel_stream_play(stream, nullptr, &error) == FALSE) print_failure(error);
+  if (zel_stream_play(stream, nullptr, &error) == FALSE) print_error(error);
   g_clear_error(&error);
 }
 

@@ -9,6 +9,7 @@
 
 #include "common/owned.h"
 #include "common/report_stream.h"
+#include "common/stream_format.h"
 #include "formats/report_line.h"
 #include "settings/client_options.h"
 #include "settings/run_settings.h"
@@ -71,10 +72,10 @@ void print_default_line(zel_frame *frame, const FrameTiming &timing, guint32 str
 
 guint32 type_column_width(guint32 stream_format, const char *first_text) {
   switch (stream_format) {
-    case 0:  // H.264
-    case 1:  // H.265
+    case kFormatH264:
+    case kFormatH265:
       return 8;
-    case 10:  // AV1
+    case kFormatAv1:
       return 9;
     default:
       return static_cast<guint32>(std::strlen(first_text));

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 #include <utility>
 
+#include "common/stream_format.h"
 #include "output/error_line.h"
 
 extern "C" {
@@ -26,17 +26,14 @@ struct FormatCodec {
 
 /// The formats that Matroska takes; all others, the uncompressed ones among them, are refused.
 constexpr std::array kFormatCodecs = {
-    FormatCodec{0, AV_CODEC_ID_H264},
-    FormatCodec{1, AV_CODEC_ID_HEVC},
-    FormatCodec{2, AV_CODEC_ID_MJPEG},
-    FormatCodec{10, AV_CODEC_ID_AV1},
+    FormatCodec{kFormatH264, AV_CODEC_ID_H264},
+    FormatCodec{kFormatH265, AV_CODEC_ID_HEVC},
+    FormatCodec{kFormatJpeg, AV_CODEC_ID_MJPEG},
+    FormatCodec{kFormatAv1, AV_CODEC_ID_AV1},
 };
 
 /// Frames with less codec header than this have none to speak of.
 constexpr gssize kSmallestHeader = 3;
-
-/// libavcodec counts bytes in an int, and the padding comes on top.
-constexpr std::size_t kLargestExtradata = std::numeric_limits<int>::max() - AV_INPUT_BUFFER_PADDING_SIZE;
 
 AVCodecID codec_of(std::uint32_t format) {
   const auto *found = std::find_if(kFormatCodecs.begin(), kFormatCodecs.end(),
@@ -59,7 +56,7 @@ std::size_t extradata_size_of(zel_frame *frame) {
 
 /// Gives the video stream a copy of the codec configuration.
 bool set_extradata(AVStream *video, const std::uint8_t *data, std::size_t size) {
-  if (size > kLargestExtradata) return false;
+  if (size > kLargestAvBlock) return false;
   auto *extradata = static_cast<std::uint8_t *>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
   if (extradata == nullptr) return false;
   std::copy_n(data, size, extradata);

@@ -2,7 +2,9 @@
 #ifndef ZEL_CLIENT_OUTPUT_MKV_CONTAINER_H
 #define ZEL_CLIENT_OUTPUT_MKV_CONTAINER_H
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -12,6 +14,9 @@ extern "C" {
 }
 
 #include "zel/zel.h"
+
+/// Bytes of the largest block that libavcodec takes: it counts them in an int, and the padding comes on top.
+inline constexpr std::size_t kLargestAvBlock = std::numeric_limits<int>::max() - AV_INPUT_BUFFER_PADDING_SIZE;
 
 /// Closes the context's file and frees it; writes no trailer.
 struct FreeFormatContext {

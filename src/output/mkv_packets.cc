@@ -22,8 +22,6 @@ constexpr AVRational kMicroseconds = {1, 1'000'000};
 constexpr std::string_view kCueSettings = "line:1% position:0% align:start";
 static_assert(kCueSettings.size() == 31);
 
-constexpr std::size_t kLargestPacket = std::numeric_limits<int>::max() - AV_INPUT_BUFFER_PADDING_SIZE;
-
 /// For wrapped bytes, which stay the property of the frame's buffer.
 void keep_bytes(void *, std::uint8_t *) {}
 
@@ -55,7 +53,7 @@ void clear(AVPacket *packet) {
 
 /// Wraps the frame's bytes in the packet.
 bool wrap(AVPacket *packet, std::uint8_t *data, std::size_t size) {
-  if (size > kLargestPacket) return false;
+  if (size > kLargestAvBlock) return false;
   packet->buf = av_buffer_create(data, size, keep_bytes, nullptr, 0);
   if (packet->buf == nullptr) return false;
   packet->data = packet->buf->data;
