@@ -7,8 +7,8 @@
  *
  *     ZEL_STUB_FIRST   a descriptor: the first call writes CLOCK_MONOTONIC to it, in nanoseconds, and ends the process
  *
- * Timestamps are one frame period of 30 frames a second apart, whatever the clock says. No call allocates memory once the
- * stream runs. It is written in C so that it loads no library that the client does not load.
+ * Timestamps are one frame period of 30 frames a second apart, whatever the clock says. No call allocates memory once
+ * the stream runs. It is written in C so that it loads no library that the client does not load.
  */
 #ifndef ZEL_BENCH_STUB_H
 #define ZEL_BENCH_STUB_H
