@@ -1,5 +1,5 @@
 // Striking faults and logging calls.
-#include "face/call.h"
+#include "api/call.h"
 
 #include <csignal>
 #include <ctime>

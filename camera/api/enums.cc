@@ -1,7 +1,7 @@
 // The enumeration types, made from the tables of choices.
 #include <vector>
 
-#include "face/call.h"
+#include "api/call.h"
 #include "settings/choices.h"
 
 using namespace camera;

@@ -1,5 +1,5 @@
 // The calls about maps.
-#include "face/map.h"
+#include "api/map.h"
 
 #include <array>
 #include <charconv>
@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "face/call.h"
+#include "api/call.h"
 
 namespace camera {
 

@@ -1,9 +1,9 @@
 // The calls about streams.
-#include "face/stream.h"
+#include "api/stream.h"
 
 #include <cerrno>
 
-#include "face/call.h"
+#include "api/call.h"
 #include "pacing/wakeup.h"
 
 namespace camera {

@@ -2,8 +2,8 @@
 #ifndef ZEL_CAMERA_MAP_H
 #define ZEL_CAMERA_MAP_H
 
-#include "face/object.h"
-#include "face/session.h"
+#include "api/object.h"
+#include "api/session.h"
 #include "settings/values.h"
 
 namespace camera {

@@ -5,9 +5,9 @@
 #include <memory>
 #include <mutex>
 
-#include "face/buffer.h"
-#include "face/object.h"
-#include "face/session.h"
+#include "api/buffer.h"
+#include "api/object.h"
+#include "api/session.h"
 #include "producer/assemble.h"
 #include "producer/engine.h"
 

@@ -5,9 +5,9 @@
 #include <atomic>
 #include <memory>
 
-#include "face/map.h"
-#include "face/object.h"
-#include "face/session.h"
+#include "api/map.h"
+#include "api/object.h"
+#include "api/session.h"
 #include "producer/frame.h"
 #include "producer/frame_queue.h"
 

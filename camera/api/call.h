@@ -9,7 +9,7 @@
 #include <span>
 #include <string_view>
 
-#include "face/session.h"
+#include "api/session.h"
 #include "settings/errors.h"
 
 /// Marks what the library exports.

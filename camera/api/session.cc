@@ -1,5 +1,5 @@
 // Reading the key file at the first call, and keeping every session until the process ends.
-#include "face/session.h"
+#include "api/session.h"
 
 #include <cerrno>
 #include <cstdlib>

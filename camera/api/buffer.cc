@@ -1,7 +1,7 @@
 // The calls about buffers and frames.
-#include "face/buffer.h"
+#include "api/buffer.h"
 
-#include "face/call.h"
+#include "api/call.h"
 
 namespace camera {
 

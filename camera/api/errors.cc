@@ -1,7 +1,7 @@
 // The calls about errors.
 #include "settings/errors.h"
 
-#include "face/call.h"
+#include "api/call.h"
 
 using namespace camera;
 
