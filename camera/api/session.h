@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <string>
 
+#include "log/log.h"
+#include "log/recorder.h"
 #include "script/call_script.h"
 #include "settings/key_file.h"
-#include "truth/log.h"
-#include "truth/recorder.h"
 
 namespace camera {
 

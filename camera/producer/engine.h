@@ -9,13 +9,13 @@
 #include <string_view>
 #include <thread>
 
+#include "log/log.h"
 #include "pacing/pacer.h"
 #include "producer/frame_queue.h"
 #include "producer/frame_script.h"
 #include "producer/producer.h"
 #include "producer/segmenter.h"
 #include "settings/grant.h"
-#include "truth/log.h"
 
 namespace camera {
 

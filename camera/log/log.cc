@@ -1,5 +1,5 @@
 // Log lines as JSON.
-#include "truth/log.h"
+#include "log/log.h"
 
 #include <fcntl.h>
 #include <unistd.h>

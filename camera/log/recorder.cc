@@ -1,5 +1,5 @@
 // Writing the record.
-#include "truth/recorder.h"
+#include "log/recorder.h"
 
 #include <fcntl.h>
 #include <unistd.h>
