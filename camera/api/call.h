@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "api/session.h"
-#include "settings/errors.h"
+#include "common/errors.h"
 
 /// Marks what the library exports.
 #define ZEL_EXPORT extern "C" __attribute__((visibility("default")))

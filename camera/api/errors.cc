@@ -1,5 +1,5 @@
 // The calls about errors.
-#include "settings/errors.h"
+#include "common/errors.h"
 
 #include "api/call.h"
 

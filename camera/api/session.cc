@@ -7,7 +7,7 @@
 #include <memory>
 #include <mutex>
 
-#include "settings/errors.h"
+#include "common/errors.h"
 
 namespace camera {
 namespace {

@@ -4,7 +4,7 @@
 #include <cerrno>
 
 #include "api/call.h"
-#include "pacing/wakeup.h"
+#include "common/wakeup.h"
 
 namespace camera {
 

@@ -7,9 +7,9 @@ extern "C" {
 #include <cmath>
 #include <span>
 
+#include "common/av_messages.h"
 #include "encoder/bitstream.h"
 #include "encoder/encoder.h"
-#include "pacing/quiet_thread.h"
 
 namespace camera {
 namespace {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-#include "picture/av.h"
+#include "common/av.h"
 #include "settings/grant.h"
 
 namespace camera {

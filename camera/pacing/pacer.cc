@@ -1,7 +1,7 @@
 // The grid of frames on the three clocks.
 #include "pacing/pacer.h"
 
-#include "pacing/wakeup.h"
+#include "common/wakeup.h"
 
 namespace camera {
 

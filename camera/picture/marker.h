@@ -15,7 +15,7 @@
 
 #include <cstdint>
 
-#include "picture/av.h"
+#include "common/av.h"
 
 namespace camera {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "picture/av.h"
+#include "common/av.h"
 #include "picture/source.h"
 #include "settings/grant.h"
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "picture/av.h"
+#include "common/av.h"
 #include "settings/grant.h"
 #include "settings/key_file.h"
 

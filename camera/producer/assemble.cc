@@ -1,8 +1,9 @@
 // From a request to a producer: source, settings, encoder, picture.
 #include "producer/assemble.h"
 
+#include "common/av_messages.h"
+#include "common/signal_mask.h"
 #include "encoder/encoder.h"
-#include "pacing/quiet_thread.h"
 #include "picture/picture.h"
 #include "producer/coded_producers.h"
 

@@ -6,7 +6,8 @@
 #include <string>
 #include <utility>
 
-#include "pacing/quiet_thread.h"
+#include "common/av_messages.h"
+#include "common/signal_mask.h"
 
 namespace camera {
 Engine::Engine(const CameraConfig &config, const Plan &plan, std::uint32_t stream, std::size_t capacity, Log &log,

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <mutex>
 
-#include "script/random.h"
+#include "common/random.h"
 
 namespace camera {
 namespace {

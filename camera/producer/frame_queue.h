@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "pacing/wakeup.h"
+#include "common/wakeup.h"
 #include "producer/frame.h"
 #include "settings/values.h"
 

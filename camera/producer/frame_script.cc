@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "script/random.h"
+#include "common/random.h"
 
 namespace camera {
 namespace {

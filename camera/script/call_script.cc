@@ -1,7 +1,7 @@
 // Counting calls against the faults that wait for them.
 #include "script/call_script.h"
 
-#include "script/random.h"
+#include "common/random.h"
 
 namespace camera {
 namespace {

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <type_traits>
 
-#include "settings/errors.h"
+#include "common/errors.h"
 #include "settings/table.h"
 
 namespace camera {

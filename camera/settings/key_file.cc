@@ -13,9 +13,9 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "common/errors.h"
 #include "settings/calls.h"
 #include "settings/choices.h"
-#include "settings/errors.h"
 
 namespace camera {
 namespace {

@@ -1,5 +1,5 @@
-// Blocking signals and silencing messages.
-#include "pacing/quiet_thread.h"
+// FFmpeg's log callback.
+#include "common/av_messages.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -18,16 +18,6 @@ void print_unless_silenced(void *context, int level, const char *format, va_list
 }
 
 }  // namespace
-
-SignalsBlocked::SignalsBlocked() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before_);
-}
-
-SignalsBlocked::~SignalsBlocked() {
-  pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-}
 
 MessagesSilenced::MessagesSilenced() {
   static std::once_flag installed;

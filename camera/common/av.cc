@@ -1,5 +1,5 @@
 // FFmpeg's failures.
-#include "picture/av.h"
+#include "common/av.h"
 
 #include <array>
 #include <new>

@@ -1,5 +1,5 @@
 // Waiting on descriptors with microsecond deadlines.
-#include "pacing/wakeup.h"
+#include "common/wakeup.h"
 
 #include <glib.h>
 #include <poll.h>

@@ -1,6 +1,6 @@
 // The library's error domain. Whether an error was to be expected travels inside the error, so that it survives being
 // copied and propagated.
-#include "settings/errors.h"
+#include "common/errors.h"
 
 #include <cstdarg>
 
