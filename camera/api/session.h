@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <string>
 
+#include "api/call_script.h"
+#include "config/key_file.h"
 #include "log/log.h"
 #include "log/recorder.h"
-#include "script/call_script.h"
-#include "settings/key_file.h"
 
 namespace camera {
 

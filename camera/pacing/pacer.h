@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "settings/key_file.h"
+#include "config/key_file.h"
 
 namespace camera {
 

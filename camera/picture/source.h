@@ -7,8 +7,8 @@
 #include <string>
 
 #include "common/av.h"
+#include "config/key_file.h"
 #include "settings/grant.h"
-#include "settings/key_file.h"
 
 namespace camera {
 

@@ -5,9 +5,9 @@
 #include <memory>
 #include <optional>
 
+#include "config/key_file.h"
 #include "producer/producer.h"
 #include "settings/grant.h"
-#include "settings/key_file.h"
 
 namespace camera {
 

@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "settings/key_file.h"
+#include "config/key_file.h"
 
 namespace camera {
 

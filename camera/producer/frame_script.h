@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "config/key_file.h"
 #include "producer/frame.h"
-#include "settings/key_file.h"
 
 namespace camera {
 

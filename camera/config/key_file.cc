@@ -1,5 +1,5 @@
 // Reading the key file: every key has one line in a table that says where its value goes.
-#include "settings/key_file.h"
+#include "config/key_file.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,7 +14,7 @@
 #include <string_view>
 
 #include "common/errors.h"
-#include "settings/calls.h"
+#include "config/call_names.h"
 #include "settings/choices.h"
 
 namespace camera {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "settings/key_file.h"
+#include "config/key_file.h"
 
 namespace camera {
 

@@ -1,6 +1,6 @@
 // The names of the interface's calls, as faults name them.
-#ifndef ZEL_CAMERA_CALLS_H
-#define ZEL_CAMERA_CALLS_H
+#ifndef ZEL_CAMERA_CALL_NAMES_H
+#define ZEL_CAMERA_CALL_NAMES_H
 
 namespace camera {
 

@@ -1,5 +1,5 @@
 // Counting calls against the faults that wait for them.
-#include "script/call_script.h"
+#include "api/call_script.h"
 
 #include "common/random.h"
 
