@@ -1,4 +1,4 @@
-// Striking faults and logging calls.
+// Applying faults and logging calls.
 #include "api/call.h"
 
 #include <csignal>

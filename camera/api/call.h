@@ -28,7 +28,7 @@ struct Answer {
 /// Whether a call belongs to the many that read a frame or buffer; the key "log_getters" keeps those out of the log.
 enum class CallKind { kOrdinary, kGetter };
 
-/// The part of a call that comes before its work: strikes faults (stall, signal, failure).
+/// The part of a call that comes before its work: applies faults (stall, signal, failure).
 /// Returns the fault when the call shall fail.
 const CallFault *begin_call(Session &session, std::string_view name, std::span<const LogField> arguments);
 

@@ -6,10 +6,10 @@
 namespace camera {
 namespace {
 
-bool strikes(const CallFault &fault, std::uint64_t call, std::uint64_t seed) {
-  const Strike &strike = fault.strike;
-  if (strike.probability) return draw_fraction(seed, fault.name, call) < *strike.probability;
-  return call >= strike.nth && (strike.times == 0 || call - strike.nth < strike.times);
+bool applies(const CallFault &fault, std::uint64_t call, std::uint64_t seed) {
+  const Trigger &trigger = fault.trigger;
+  if (trigger.probability) return draw_fraction(seed, fault.name, call) < *trigger.probability;
+  return call >= trigger.nth && (trigger.times == 0 || call - trigger.nth < trigger.times);
 }
 
 }  // namespace
@@ -21,13 +21,13 @@ CallScript::CallScript(const std::vector<CallFault> &faults, std::uint64_t seed)
 
 const CallFault *CallScript::next(std::string_view name) {
   const std::lock_guard lock(mutex_);
-  const CallFault *struck = nullptr;
+  const CallFault *found = nullptr;
   for (Counted &counted : faults_) {
     if (counted.fault->call != name) continue;
     ++counted.calls;
-    if (struck == nullptr && strikes(*counted.fault, counted.calls, seed_)) struck = counted.fault;
+    if (found == nullptr && applies(*counted.fault, counted.calls, seed_)) found = counted.fault;
   }
-  return struck;
+  return found;
 }
 
 }  // namespace camera

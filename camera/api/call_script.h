@@ -1,4 +1,4 @@
-// Which calls of the interface a fault strikes.
+// Which calls of the interface a fault applies to.
 #ifndef ZEL_CAMERA_CALL_SCRIPT_H
 #define ZEL_CAMERA_CALL_SCRIPT_H
 
@@ -18,7 +18,7 @@ class CallScript {
 
   bool is_empty() const { return faults_.empty(); }
 
-  /// Counts a call of `name` and returns the fault that strikes it, or null. Of several the first one wins.
+  /// Counts a call of `name` and returns the fault that applies to it, or null; of several the first.
   const CallFault *next(std::string_view name);
 
  private:

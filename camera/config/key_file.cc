@@ -182,11 +182,11 @@ constexpr Key<CallFault> kFaultKeys[] = {
     {"call", [](CallFault &f, std::string_view t) { f.call = read_call(t); }},
     {"nth",
      [](CallFault &f, std::string_view t) {
-       f.strike.nth = read_number<std::uint64_t>(t);
-       if (f.strike.nth == 0) throw Unreadable("a whole number, 1 or more");
+       f.trigger.nth = read_number<std::uint64_t>(t);
+       if (f.trigger.nth == 0) throw Unreadable("a whole number, 1 or more");
      }},
-    {"times", [](CallFault &f, std::string_view t) { f.strike.times = read_number<std::uint64_t>(t); }},
-    {"probability", [](CallFault &f, std::string_view t) { f.strike.probability = read_probability(t); }},
+    {"times", [](CallFault &f, std::string_view t) { f.trigger.times = read_number<std::uint64_t>(t); }},
+    {"probability", [](CallFault &f, std::string_view t) { f.trigger.probability = read_probability(t); }},
     {"fail", [](CallFault &f, std::string_view t) { f.fails = read_truth(t); }},
     {"code", [](CallFault &f, std::string_view t) { f.code = read_number<gint>(t); }},
     {"message", [](CallFault &f, std::string_view t) { f.message = t; }},

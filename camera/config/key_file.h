@@ -15,8 +15,8 @@ enum class Pacing { kRealTime, kUnpaced, kVirtual };
 enum class ProducerKind { kGenerated, kCached, kScripted };
 enum class SourceKind { kTestPicture, kGraph, kFile, kDevice };
 
-/// Which of a sequence of events a fault strikes: the ones from `nth` (1-based) on, or each with a probability.
-struct Strike {
+/// Which of the calls of one name a fault applies to: those from `nth` (1-based) on, or each with a probability.
+struct Trigger {
   std::uint64_t nth = 1;
   std::uint64_t times = 1;  ///< 0: from then on
   std::optional<double> probability;
@@ -26,7 +26,7 @@ struct Strike {
 struct CallFault {
   std::string name;
   std::string call;
-  Strike strike;
+  Trigger trigger;
   bool fails = true;
   gint code = 8;
   std::string message;

@@ -98,12 +98,12 @@ void Engine::finish(std::string reason) {
 bool Engine::run_one() {
   wait_for_capture(pacer_.due_us(sequence_));
   if (queue_.is_stopping()) return false;
-  const FrameFate fate = script_.judge(sequence_);
-  if (fate.ends_stream) {
+  const FrameFaults faults = script_.judge(sequence_);
+  if (faults.ends_stream) {
     finish("The stream has ended");
     return false;
   }
-  if (fate.dropped) {
+  if (faults.dropped) {
     producer_->skip();
     drop("injected");
     return true;
@@ -119,7 +119,7 @@ bool Engine::run_one() {
     drop("no-buffer");
     return true;
   }
-  make_and_hand_over(fate, *std::move(buffer));
+  make_and_hand_over(faults, *std::move(buffer));
   return !ended_;
 }
 
@@ -166,7 +166,7 @@ std::optional<BufferHandle> Engine::find_buffer() {
   return std::nullopt;
 }
 
-void Engine::make_and_hand_over(const FrameFate &fate, BufferHandle buffer) {
+void Engine::make_and_hand_over(const FrameFaults &faults, BufferHandle buffer) {
   overruns_ = false;
   const std::uint64_t captured = pacer_.captured_us(sequence_);
   const bool key = key_forced_.exchange(false) || segmenter_.wants_key(captured);
@@ -189,9 +189,9 @@ void Engine::make_and_hand_over(const FrameFate &fate, BufferHandle buffer) {
     return;
   }
   Frame frame = frame_of(std::move(product), captured);
-  script_.apply(fate, frame);
+  script_.apply(faults, frame);
   ++sequence_;
-  hand_over({std::move(buffer), std::move(frame)}, fate.latency_us);
+  hand_over({std::move(buffer), std::move(frame)}, faults.latency_us);
   if (plan_.snapshot) {
     ended_ = true;
     finish("The snapshot has been delivered");

@@ -48,7 +48,7 @@ class Engine {
   bool run_one();
   void wait_for_capture(std::int64_t due_us);
   std::optional<BufferHandle> find_buffer();
-  void make_and_hand_over(const FrameFate &fate, BufferHandle buffer);
+  void make_and_hand_over(const FrameFaults &faults, BufferHandle buffer);
   Frame frame_of(Product product, std::uint64_t captured_us);
   void hand_over(Filled filled, std::uint64_t latency_us);
   void deliver(Filled filled);

@@ -8,7 +8,7 @@
 namespace camera {
 namespace {
 
-bool strikes(const FrameFault &fault, std::uint64_t sequence, std::uint64_t seed) {
+bool applies(const FrameFault &fault, std::uint64_t sequence, std::uint64_t seed) {
   if (sequence < fault.from) return false;
   const std::uint64_t distance = sequence - fault.from;
   if (fault.probability) {
@@ -37,23 +37,23 @@ void apply_bytes(const FrameFault &fault, Frame &frame) {
 
 }  // namespace
 
-FrameFate FrameScript::judge(std::uint64_t sequence) {
-  FrameFate fate;
+FrameFaults FrameScript::judge(std::uint64_t sequence) {
+  FrameFaults faults;
   const bool is_new = sequence >= unstepped_;
   unstepped_ = std::max(unstepped_, sequence + 1);
   for (const FrameFault &fault : faults_) {
-    if (!strikes(fault, sequence, seed_)) continue;
-    fate.dropped |= fault.drop;
-    fate.ends_stream |= fault.end;
-    fate.latency_us += fault.latency_us;
-    if (fault.jitter_us != 0) fate.latency_us += draw(seed_, fault.name, sequence) % (fault.jitter_us + 1);
+    if (!applies(fault, sequence, seed_)) continue;
+    faults.dropped |= fault.drop;
+    faults.ends_stream |= fault.end;
+    faults.latency_us += fault.latency_us;
+    if (fault.jitter_us != 0) faults.latency_us += draw(seed_, fault.name, sequence) % (fault.jitter_us + 1);
     if (is_new) {
       clock_step_us_ += static_cast<std::uint64_t>(fault.clock_step_us);
       utc_step_us_ += static_cast<std::uint64_t>(fault.utc_step_us);
     }
-    fate.faults.push_back(&fault);
+    faults.groups.push_back(&fault);
   }
-  return fate;
+  return faults;
 }
 
 void FrameScript::step_clocks(Frame &frame) const {
@@ -61,11 +61,11 @@ void FrameScript::step_clocks(Frame &frame) const {
   frame.utc_us += utc_step_us_;
 }
 
-void FrameScript::apply(const FrameFate &fate, Frame &frame) const {
-  for (const FrameFault *fault : fate.faults)
+void FrameScript::apply(const FrameFaults &faults, Frame &frame) const {
+  for (const FrameFault *fault : faults.groups)
     apply_bytes(*fault, frame);
   frame.capacity = std::max(frame.capacity, frame.payload->size);
-  for (const FrameFault *fault : fate.faults) {
+  for (const FrameFault *fault : faults.groups) {
     if (fault->timestamp_us) frame.timestamp_us = *fault->timestamp_us;
     if (fault->custom_us) frame.custom_us = *fault->custom_us;
     if (fault->capacity) frame.capacity = static_cast<std::size_t>(*fault->capacity);

@@ -11,11 +11,11 @@
 namespace camera {
 
 /// What the script says about one frame before it is made.
-struct FrameFate {
+struct FrameFaults {
   bool dropped = false;
   bool ends_stream = false;
   std::uint64_t latency_us = 0;            ///< jitter included
-  std::vector<const FrameFault *> faults;  ///< that strike this frame, in the key file's order
+  std::vector<const FrameFault *> groups;  ///< that apply to this frame, in the key file's order
 };
 
 /// The frame faults of one stream. Used by the producer's thread only.
@@ -25,13 +25,13 @@ class FrameScript {
 
   /// Judges the next frame. Frames come in order, for clocks step from a frame on; one that was judged but not made
   /// before the stream stopped is judged again, and its steps count once.
-  FrameFate judge(std::uint64_t sequence);
+  FrameFaults judge(std::uint64_t sequence);
 
   /// Puts a frame on the clocks as they have stepped so far.
   void step_clocks(Frame &frame) const;
 
-  /// Changes a frame that was made as its fate says.
-  void apply(const FrameFate &fate, Frame &frame) const;
+  /// Makes the changes to a frame that has been produced.
+  void apply(const FrameFaults &faults, Frame &frame) const;
 
  private:
   const std::vector<FrameFault> &faults_;

@@ -10,8 +10,8 @@ namespace {
 
 using FaultTest = CameraTest;
 
-// A fault strikes the calls that it names and no others.
-TEST_F(FaultTest, StrikesFromTheNthCallSoManyTimes) {
+// A fault applies to the calls that it names and to no others.
+TEST_F(FaultTest, AppliesFromTheNthCallSoManyTimes) {
   configure(
       "pacing=virtual\nproducer=scripted\n[fault disk]\ncall=zel_stream_get_buffer\nnth=2\ntimes=2\ncode=8\n"
       "message=Broken\nerrno=EBADF");
@@ -30,7 +30,7 @@ TEST_F(FaultTest, StrikesFromTheNthCallSoManyTimes) {
   EXPECT_EQ(log("fault")[0], nlohmann::json({{"kind", "fault"}, {"name", "disk"}, {"call", "zel_stream_get_buffer"}}));
 }
 
-TEST_F(FaultTest, StrikesForEverWithoutAnError) {
+TEST_F(FaultTest, AppliesForEverWithoutAnError) {
   configure("pacing=virtual\nproducer=scripted\n[fault mute]\ncall=zel_stream_start\ntimes=0\nset_error=false");
   create({});
   ErrorSlot error;
