@@ -77,7 +77,7 @@ struct CameraConfig {
   std::string log;          ///< file name; empty: no log
   std::string record;       ///< file name; empty: frames are not recorded
   bool log_getters = true;
-  std::optional<bool> marker;  ///< whether pictures carry the block strip; absent: those that the camera draws do
+  std::optional<bool> marker;  ///< whether pictures carry the marker; absent: those that the camera draws do
   std::uint64_t seed = 1;
   std::uint64_t start_us = 1'000'000;
   std::uint64_t utc_start_us = 1'700'000'000'000'000;

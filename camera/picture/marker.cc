@@ -1,4 +1,4 @@
-// Drawing the strip into the planes of a picture.
+// Drawing the marker into the planes of a picture.
 #include "picture/marker.h"
 
 extern "C" {

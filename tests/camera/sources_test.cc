@@ -165,7 +165,7 @@ TEST_F(SourceTest, TheTestPictureMoves) {
     EXPECT_NE(frames[i].bytes(), frames[i - 1].bytes());
 }
 
-// The strip must be readable after the coarsest coding there is.
+// The marker must be readable after the coarsest coding there is.
 TEST_F(SourceTest, TheMarkerSurvivesTheCoarsestCoding) {
   for (const zel_pair32u size : {zel_pair32u{1280, 720}, zel_pair32u{176, 144}, zel_pair32u{64, 64}}) {
     create({{"resolution", size}, {"compression", guint32{100}}});

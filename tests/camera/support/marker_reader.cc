@@ -1,4 +1,4 @@
-// The strip's layout as its readers know it: 120 bits in cells of 8x8 or 4x4 pixels in the bottom rows.
+// The marker's layout as its readers know it: 120 bits in cells of 8x8 or 4x4 pixels in the bottom rows.
 #include "support/marker_reader.h"
 
 #include <algorithm>

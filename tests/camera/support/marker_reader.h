@@ -1,4 +1,4 @@
-// Reading the block strip of a decoded picture.
+// Reading the marker of a decoded picture.
 #ifndef ZEL_TEST_MARKER_READER_H
 #define ZEL_TEST_MARKER_READER_H
 
@@ -12,7 +12,7 @@ struct Marker {
   std::uint64_t captured_us;
 };
 
-/// What the strip says; nothing when there is none or its checksum is wrong.
+/// What the marker says; nothing when there is none or its checksum is wrong.
 std::optional<Marker> read_marker(const DecodedPicture &picture);
 
 #endif
