@@ -106,7 +106,7 @@ void expect_files(const ClientRun &run, Output output, std::size_t frames) {
   }
 }
 
-void run_with(Output output, const std::string &name, std::size_t nth, const Way &way) {
+void run_with_fault(Output output, const std::string &name, std::size_t nth, const Way &way) {
   SCOPED_TRACE(testing::Message() << sweep::name_of(output) << ": " << name << " number " << nth << " fails "
                                   << way.name);
   ClientRun run;
@@ -145,7 +145,7 @@ TEST_P(StreamCallFaults, AtEveryPoint) {
     for (std::size_t nth = 1; nth <= count; ++nth) {
       for (const Way &way : kWays) {
         if (way.error_number == kInterrupted && name != "zel_stream_get_buffer") continue;
-        run_with(GetParam(), name, nth, way);
+        run_with_fault(GetParam(), name, nth, way);
       }
     }
   }
@@ -156,7 +156,7 @@ TEST(CallFaults, OfMapsBuffersAndFrames) {
   for (const auto &[name, count] : calls_of(Output::kMatroska)) {
     if (fails_in_ways(name)) continue;
     for (std::size_t nth = 1; nth <= count; ++nth)
-      run_with(Output::kMatroska, name, nth, kWays[0]);
+      run_with_fault(Output::kMatroska, name, nth, kWays[0]);
   }
 }
 
@@ -165,7 +165,7 @@ TEST(CallFaults, OfFramesForTheRawFile) {
   for (const auto &[name, count] : calls_of(Output::kRaw)) {
     if (!name.starts_with("zel_frame_") && name != "zel_buffer_get_frame") continue;
     for (std::size_t nth = 1; nth <= count; ++nth)
-      run_with(Output::kRaw, name, nth, kWays[0]);
+      run_with_fault(Output::kRaw, name, nth, kWays[0]);
   }
 }
 
@@ -192,7 +192,7 @@ TEST(CallFaults, OfChunks) {
   for (const auto &[name, count] : calls_of(Output::kMatroskaOfChunks)) {
     if (!name.starts_with("zel_frame_take_chunk") && name != "zel_buffer_is_contiguous") continue;
     for (std::size_t nth = 1; nth <= count; ++nth)
-      run_with(Output::kMatroskaOfChunks, name, nth, kWays[0]);
+      run_with_fault(Output::kMatroskaOfChunks, name, nth, kWays[0]);
   }
 }
 

@@ -580,7 +580,7 @@ std::vector<std::string> lines_of(const std::filesystem::path &path) {
 }
 
 /// A run whose own calls are scripted and noted.
-void script_calls(ClientRun *run, const TempFolder &folder, const std::string &script) {
+void script_own_calls(ClientRun *run, const TempFolder &folder, const std::string &script) {
   run->preload(preload_library("scripted_calls"))
       .environment("ZEL_TEST_CALL_SCRIPT", script)
       .environment("ZEL_TEST_CALL_LOG", folder.path() / "calls");
@@ -593,7 +593,7 @@ TEST(CaptureLoopPause, SleepsOnEveryFetchedFrame) {
   const TempFolder folder;
   ClientRun run;
   script_frames(&run);
-  script_calls(&run, folder, "");
+  script_own_calls(&run, folder, "");
   run.camera().fault({.call = "zel_stream_get_buffer", .nth = 2, .code = 13, .message = "later"});
   run.run({"--frames=3"});
   EXPECT_THAT(lines_of(folder.path() / "calls"), ElementsAre("usleep 0", "usleep 0", "usleep 0"));
@@ -604,7 +604,7 @@ TEST(CaptureLoopPause, SleepsForTheGivenTimeAlsoOnUnstoredFrames) {
   const TempFolder folder;
   ClientRun run;
   script_input_at(&run, 2);
-  script_calls(&run, folder, "");
+  script_own_calls(&run, folder, "");
   run.run({"--delay_us=7", "--sync-input", "--frames=1"});
   EXPECT_THAT(lines_of(folder.path() / "calls"), ElementsAre("usleep 7", "usleep 7", "usleep 7", "usleep 7"));
 }
@@ -614,7 +614,7 @@ TEST(CaptureLoopPoll, PlainRunNeverPolls) {
   const TempFolder folder;
   ClientRun run;
   script_frames(&run);
-  script_calls(&run, folder, "");
+  script_own_calls(&run, folder, "");
   run.run({"--frames=3", "--zel_debug"});
   EXPECT_THAT(lines_of(folder.path() / "calls"), Each(testing::StartsWith("usleep")));
 }
@@ -625,9 +625,9 @@ TEST(CaptureLoopPoll, OnlyEagainIsRetried) {
   const Terminal terminal;
   ClientRun run;
   script_frames(&run);
-  script_calls(&run, folder,
-               "poll 1 " + std::to_string(EAGAIN) + ";poll 2 " + std::to_string(EAGAIN) + ";poll 3 " +
-                   std::to_string(ENOMEM) + ";");
+  script_own_calls(&run, folder,
+                   "poll 1 " + std::to_string(EAGAIN) + ";poll 2 " + std::to_string(EAGAIN) + ";poll 3 " +
+                       std::to_string(ENOMEM) + ";");
   run.stdin_from_descriptor(terminal.descriptor());
   const RunResult result = run.run({"--interactive=1", "--quiet"});
   EXPECT_EQ(result.status, 0);
@@ -642,7 +642,7 @@ TEST(CaptureLoopPoll, LeavesOutAMissingEventDescriptor) {
   const Terminal terminal;
   ClientRun run;
   script_frames(&run);
-  script_calls(&run, folder, "poll 1 " + std::to_string(EINTR) + ";");
+  script_own_calls(&run, folder, "poll 1 " + std::to_string(EINTR) + ";");
   run.camera().fault({.call = "zel_stream_get_event_fd", .message = "none"});
   run.stdin_from_descriptor(terminal.descriptor());
   const RunResult result = run.run({"--interactive=1", "--quiet"});
@@ -657,7 +657,7 @@ TEST(CaptureLoopPoll, DelayedPlayRunCapturesThroughPoll) {
   const Terminal terminal;
   ClientRun run;
   script_frames(&run);
-  script_calls(&run, folder, "");
+  script_own_calls(&run, folder, "");
   run.stdin_from_descriptor(terminal.descriptor());
   run.start({"--buffer_us=1", "--frames=3", "--quiet", "-o", "out"});
   ASSERT_TRUE(run.process().wait_until([&] { return run.truth().count("zel_stream_start") == 1; }));

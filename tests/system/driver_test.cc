@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "console_text.h"
 #include "harness/client_run.h"
 #include "harness/pty.h"
 
@@ -25,7 +26,7 @@ using testing::StartsWith;
 namespace {
 
 /// A few scripted frames, which need no encoder.
-void script_frames(ClientRun *run) {
+void script_small_frames(ClientRun *run) {
   run->camera().scripted().frames({.count = 0, .size = 100}).frames({.from = 0, .count = 1, .size = 100, .key = true});
 }
 
@@ -40,18 +41,10 @@ std::vector<std::string> stream_calls(const TruthLog &truth) {
   return names;
 }
 
-std::size_t lines_with(const std::string &text, const std::string &part) {
-  std::size_t count = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-    ++count;
-  }
-  return count;
-}
-
 /// The buffers that a run with these arguments provisions, from the line and from the calls.
 std::size_t provisioned(const std::vector<std::string> &arguments) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.camera().fault({.call = "zel_stream_start", .message = "not today"});
   const RunResult result = run.run(arguments);
   EXPECT_EQ(result.status, 1);
@@ -85,7 +78,7 @@ void expect_all_released(const TruthLog &truth) {
 // Catches steps of the run in another order, left out or done twice.
 TEST(Driver, RunGoesInItsOrder) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   const RunResult result = run.run({"--frames=1", "640", "480"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
@@ -99,7 +92,7 @@ TEST(Driver, RunGoesInItsOrder) {
 // Catches buffers that are all allocated before the first is enqueued.
 TEST(Driver, EachBufferIsEnqueuedRightAfterItsAllocation) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.camera().fault({.call = "zel_stream_start", .message = "not today"});
   run.run({"--buffer.count=3"});
   const TruthLog truth = run.truth();
@@ -116,7 +109,7 @@ TEST(Driver, EachBufferIsEnqueuedRightAfterItsAllocation) {
 // Catches dumps of the wrong maps, other headings, or a dump printed before the frames' first line of another step.
 TEST(Driver, DumpsRequestSettingsAndInfo) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   const RunResult result = run.run({"--frames=1", "640", "480"});
   const TruthLog truth = run.truth();
   const std::vector<Call> dumps = truth.calls_named("zel_map_dump");
@@ -147,7 +140,7 @@ TEST(Driver, DumpsRequestSettingsAndInfo) {
 // Catches info and settings that are held for the whole run instead of being released after the dumps.
 TEST(Driver, SettingsAndInfoAreReleasedBeforeTheBuffers) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.run({"--frames=1"});
   const TruthLog truth = run.truth();
   const std::size_t first_buffer = truth.calls_named("zel_stream_buffer_alloc").at(0).position;
@@ -164,7 +157,7 @@ TEST(Driver, SettingsAndInfoAreReleasedBeforeTheBuffers) {
 // Catches a quiet run that prints dumps or informational lines, or whose statistics are silenced too.
 TEST(Driver, QuietRunPrintsTheStatisticsOnly) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   const RunResult quiet = run.run({"--quiet", "--frames=2"});
   EXPECT_EQ(quiet.status, 0);
   EXPECT_EQ(quiet.out, "");
@@ -173,7 +166,7 @@ TEST(Driver, QuietRunPrintsTheStatisticsOnly) {
   EXPECT_EQ(run.truth().count("zel_stream_get_id"), 1U) << "the line is made all the same";
 
   ClientRun with_statistics;
-  script_frames(&with_statistics);
+  script_small_frames(&with_statistics);
   const RunResult statistics = with_statistics.run({"-q", "-s", "--frames=2"});
   EXPECT_EQ(statistics.status, 0);
   EXPECT_NE(statistics.out, "");
@@ -213,7 +206,7 @@ TEST(Driver, NeverMoreThanTenBuffers) {
 // Catches buffers of the client's own where the service brings them.
 TEST(Driver, ServiceBuffersNeedNoProvisioning) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   const RunResult result = run.run({"--buffer.strategy=service", "--frames=3", "-o", "out"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
@@ -234,7 +227,7 @@ TEST(Driver, OtherStrategiesProvision) {
 // Catches the debug intent missing from the request, shown in the printed one, or sent without being asked for.
 TEST(Driver, DebugIntentIsSentButNotShown) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.run({"--zel_debug", "--frames=1"});
   const TruthLog truth = run.truth();
   EXPECT_EQ(truth.requested_settings().at("intent"), 21);
@@ -242,7 +235,7 @@ TEST(Driver, DebugIntentIsSentButNotShown) {
   EXPECT_EQ(truth.calls_named("zel_map_dump").at(0).args.at("map"), 2);
 
   ClientRun plain;
-  script_frames(&plain);
+  script_small_frames(&plain);
   plain.run({"--frames=1"});
   EXPECT_FALSE(plain.truth().requested_settings().contains("intent"));
 }
@@ -250,7 +243,7 @@ TEST(Driver, DebugIntentIsSentButNotShown) {
 // Catches properties read from the wrong map or with other defaults and types.
 TEST(Driver, ReadsTheInfosProperties) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.run({"--frames=1"});
   const TruthLog truth = run.truth();
   const json info = truth.calls_named("zel_stream_get_info").at(0).result;
@@ -268,7 +261,7 @@ TEST(Driver, ReadsTheInfosProperties) {
 TEST(Driver, InteractiveRunWaitsForAKey) {
   const Terminal terminal;
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.stdin_from_descriptor(terminal.descriptor())
       .preload(preload_library("scripted_calls"))
       .environment("ZEL_TEST_CALL_SCRIPT", "poll 1 " + std::to_string(EINTR) + ";");
@@ -318,7 +311,7 @@ std::string name_of_failure(const testing::TestParamInfo<Failure> &info) {
 TEST_P(DriverFailure, EndsTheRunWithItsMessage) {
   const Failure &failure = GetParam();
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.camera().fault({.call = failure.call, .nth = failure.nth, .message = "it failed on purpose"});
   const RunResult result = run.run({"--buffer.count=4", "--stats", "-o", "out"});
   EXPECT_EQ(result.status, 1);
@@ -341,7 +334,7 @@ TEST_P(DriverFailure, EndsTheRunWithItsMessage) {
 TEST_P(DriverFailure, WithoutAnErrorEndsTheRunSilently) {
   const Failure &failure = GetParam();
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.camera().fault({.call = failure.call, .nth = failure.nth, .set_error = false});
   const RunResult result = run.run({"--buffer.count=4"});
   EXPECT_EQ(result.status, 0);
@@ -355,7 +348,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, DriverFailure, testing::ValuesIn(kFailures), nam
 // Catches a run that cannot do without events.
 TEST(Driver, GoesOnWithoutAnEventDescriptor) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.camera().fault({.call = "zel_stream_get_event_fd", .message = "no events here"});
   const RunResult result = run.run({"--frames=2"});
   EXPECT_EQ(result.status, 0);
@@ -364,7 +357,7 @@ TEST(Driver, GoesOnWithoutAnEventDescriptor) {
 
   // A debug run asks for events all the same.
   ClientRun debug;
-  script_frames(&debug);
+  script_small_frames(&debug);
   debug.camera().fault({.call = "zel_stream_get_event_fd", .message = "no events here"});
   EXPECT_EQ(debug.run({"--frames=2", "--zel_debug"}).status, 0);
   EXPECT_EQ(debug.truth().count("zel_stream_get_event"), 2U);
@@ -373,7 +366,7 @@ TEST(Driver, GoesOnWithoutAnEventDescriptor) {
 // Catches a Matroska file that is created after the buffers, or whose failure leaves the stream running.
 TEST(Driver, MkvIsCreatedBeforeTheBuffers) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   const RunResult result = run.run({"--frames=2", "--mkv=no-such-folder/file.mkv", "640", "480"});
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.err, "");
@@ -387,7 +380,7 @@ TEST(Driver, MkvIsCreatedBeforeTheBuffers) {
 // Catches a sidecar that is opened after the buffers, or whose failure leaves the stream running.
 TEST(Driver, MetaIsOpenedBeforeTheBuffers) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   const RunResult result = run.run({"--frames=2", "--meta", "-o", "no-such-folder/file"});
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.err, "");
@@ -401,27 +394,27 @@ TEST(Driver, MetaIsOpenedBeforeTheBuffers) {
 // raw file before both.
 TEST(Driver, OutputsHaveTheirOrder) {
   ClientRun opening;
-  script_frames(&opening);
+  script_small_frames(&opening);
   const RunResult not_opened = opening.run({"--mkv=no-such-folder/m", "--meta", "-o", "out"});
   EXPECT_THAT(not_opened.out, HasSubstr("-----info-----")) << "the dumps come first";
   EXPECT_THAT(not_opened.err, testing::EndsWith("zel-client: Failed to create MKV writer\n"));
   EXPECT_THAT(opening.files(), IsEmpty());
 
   ClientRun raw;
-  script_frames(&raw);
+  script_small_frames(&raw);
   std::filesystem::create_directory(raw.file("out"));
   EXPECT_THAT(raw.run({"--frames=2", "--mkv=/dev/full", "--meta", "-o", "out"}).err,
               StartsWith("zel-client: Failed to open output file: Is a directory\n"));
   EXPECT_EQ(read_file(raw.file("out.meta")), std::string(4, '\0'));
 
   ClientRun mkv;
-  script_frames(&mkv);
+  script_small_frames(&mkv);
   EXPECT_THAT(mkv.run({"--frames=2", "--mkv=/dev/full", "--meta", "-o", "out"}).err,
               testing::EndsWith("zel-client: Failed writing MKV frame\n"));
   EXPECT_EQ(read_file(mkv.file("out.meta")), std::string(4, '\0')) << "the frame has no record";
 
   ClientRun finishing;
-  script_frames(&finishing);
+  script_small_frames(&finishing);
   finishing.preload(preload_library("scripted_calls"))
       .environment("ZEL_TEST_CALL_SCRIPT", "fwrite-4 1 " + std::to_string(ENOSPC) + ";");
   EXPECT_THAT(finishing.run({"--frames=-1", "--mkv=out.mkv", "--meta", "-o", "out"}).err,
@@ -443,12 +436,12 @@ TEST(Driver, OutputsTolerateTheSecondClosing) {
 // there is nothing to finish.
 TEST(Driver, FailedMkvEndMeansStatusOneAndNoStatistics) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   const RunResult result = run.run({"--quiet", "--stats", "--frames=-1", "--mkv=out.mkv", "320", "240"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.err, testing::EndsWith("zel-client: Failed finalizing container\n"));
-  EXPECT_EQ(lines_with(result.err, "Failed finalizing container"), 1U) << "not once more at teardown";
+  EXPECT_EQ(occurrences(result.err, "Failed finalizing container"), 1U) << "not once more at teardown";
   expect_all_released(run.truth());
 }
 
@@ -470,7 +463,7 @@ TEST(Driver, FailedEndIsToldAfterAFailedFetch) {
 // Catches a sidecar that cannot be finished and goes unnoticed, or statistics printed all the same.
 TEST(Driver, FailedMetaEndMeansStatusOneAndNoStatistics) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.preload(preload_library("scripted_calls"))
       .environment("ZEL_TEST_CALL_SCRIPT", "fwrite-4 1 " + std::to_string(ENOSPC) + ";");
   const RunResult result = run.run({"--quiet", "--stats", "--frames=2", "--meta", "-o", "out"});
@@ -528,7 +521,7 @@ TEST(Driver, TeardownClosesTheOutputsBeforeTheStop) {
 // Catches objects released in another order than stream stop, buffers, stream, request record, settings map.
 TEST(Driver, TeardownReleasesInItsOrder) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.run({"--frames=2"});
   const TruthLog truth = run.truth();
   const std::size_t stop = truth.calls_named("zel_stream_stop").at(0).position;
@@ -552,7 +545,7 @@ TEST(Driver, TeardownReleasesInItsOrder) {
 // Catches a run that is torn down twice or stops a stream that it never had.
 TEST(Driver, StopsExactlyOnce) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   run.run({"--frames=1"});
   EXPECT_EQ(run.truth().count("zel_stream_stop"), 1U);
   ClientRun failed;
@@ -564,10 +557,10 @@ TEST(Driver, StopsExactlyOnce) {
 // Catches statistics that are printed after a failure, or more than once.
 TEST(Driver, StatisticsOnlyAfterANormalEnd) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   const RunResult normal = run.run({"--quiet", "--stats", "--frames=2"});
   ClientRun failing;
-  script_frames(&failing);
+  script_small_frames(&failing);
   failing.camera().fault({.call = "zel_stream_get_buffer", .nth = 2, .message = "the end", .expected = true});
   const RunResult failed = failing.run({"--quiet", "--stats", "--frames=2"});
   EXPECT_EQ(normal.status, 0);
@@ -579,9 +572,9 @@ TEST(Driver, StatisticsOnlyAfterANormalEnd) {
 // Catches informational lines that go elsewhere than to standard output.
 TEST(Driver, InformationalLinesGoToStandardOutput) {
   ClientRun run;
-  script_frames(&run);
+  script_small_frames(&run);
   const RunResult result = run.run({"--frames=1"});
-  EXPECT_EQ(lines_with(result.out, "Adding 1 buffers.\n"), 1U);
-  EXPECT_EQ(lines_with(result.out, "Starting Stream["), 1U);
+  EXPECT_EQ(occurrences(result.out, "Adding 1 buffers.\n"), 1U);
+  EXPECT_EQ(occurrences(result.out, "Starting Stream["), 1U);
   EXPECT_EQ(result.err, "");
 }

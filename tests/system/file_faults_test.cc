@@ -21,8 +21,8 @@ struct Struck {
 };
 
 /// The run with the nth `call` on a file failing in the way `kind`; no file in the answer when the run has no such call.
-Struck run_with(ClientRun *run, Output output, const std::string &call, std::size_t nth, const std::string &kind,
-                bool last = false) {
+Struck run_with_file_fault(ClientRun *run, Output output, const std::string &call, std::size_t nth,
+                           const std::string &kind, bool last = false) {
   sweep::prepare(run, output);
   const TempFolder beside;
   const std::filesystem::path log = beside.path() / "struck";
@@ -89,7 +89,7 @@ TEST(FileFaults, OfRawFileAndSidecar) {
       for (std::size_t nth = 1;; ++nth) {
         SCOPED_TRACE(testing::Message() << call << " number " << nth << ": " << kind);
         ClientRun run;
-        const auto [file, result] = run_with(&run, Output::kRaw, call, nth, kind, call == "truncate");
+        const auto [file, result] = run_with_file_fault(&run, Output::kRaw, call, nth, kind, call == "truncate");
         if (file.empty()) {
           EXPECT_GT(nth, 1U);  // there is no such call any more
           break;
@@ -136,7 +136,7 @@ TEST(FileFaults, OfTheMatroskaFile) {
       for (std::size_t nth = 1;; ++nth) {
         SCOPED_TRACE(testing::Message() << call << " number " << nth << ": " << kind);
         ClientRun run;
-        const auto [file, result] = run_with(&run, Output::kMatroska, call, nth, kind);
+        const auto [file, result] = run_with_file_fault(&run, Output::kMatroska, call, nth, kind);
         if (file.empty()) break;
         if (file != "out.mkv") continue;
         ++on_matroska;
@@ -165,7 +165,7 @@ TEST(FileFaults, OfClosingTheMatroskaFile) {
     for (std::size_t nth = 1;; ++nth) {
       SCOPED_TRACE(testing::Message() << nth << ": " << kind);
       ClientRun run;
-      const auto [file, result] = run_with(&run, Output::kMatroska, "close", nth, kind);
+      const auto [file, result] = run_with_file_fault(&run, Output::kMatroska, "close", nth, kind);
       EXPECT_EQ(result.status, 0);
       EXPECT_EQ(result.err, "");
       sweep::expect_matroska_prefix(run, kFrames);
@@ -182,7 +182,7 @@ TEST(FileFaults, PartialWritesAreNone) {
   for (std::size_t nth = 1;; ++nth) {
     SCOPED_TRACE(nth);
     ClientRun run;
-    const auto [file, result] = run_with(&run, Output::kMatroska, "write", nth, "partial");
+    const auto [file, result] = run_with_file_fault(&run, Output::kMatroska, "write", nth, "partial");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
     sweep::expect_matroska_prefix(run, kFrames);
@@ -196,7 +196,7 @@ TEST(FileFaults, OfSeeking) {
   for (std::size_t nth = 1;; ++nth) {
     SCOPED_TRACE(nth);
     ClientRun run;
-    const auto [file, result] = run_with(&run, Output::kMatroska, "seek", nth, "EIO");
+    const auto [file, result] = run_with_file_fault(&run, Output::kMatroska, "seek", nth, "EIO");
     EXPECT_THAT(result.err, AnyOf("", "zel-client: Failed finalizing container\n"));
     EXPECT_EQ(result.status, result.err.empty() ? 0 : 1);
     sweep::expect_matroska_prefix(run, kFrames);

@@ -14,16 +14,16 @@ using testing::ElementsAre;
 namespace {
 
 /// A run that ends when it asks for the stream.
-struct Request {
+struct Stored {
   RunResult result;
   std::map<std::string, json> settings;
   std::vector<std::string> writes;  ///< into the settings map, in order
 };
 
-Request request(const std::vector<std::string> &arguments) {
+Stored store(const std::vector<std::string> &arguments) {
   ClientRun run;
   run.camera().fault({.call = "zel_stream_new", .message = "asked"});
-  Request made{.result = run.run(arguments), .settings = {}, .writes = {}};
+  Stored made{.result = run.run(arguments), .settings = {}, .writes = {}};
   EXPECT_EQ(made.result.err, "zel-client: asked\n") << testing::PrintToString(arguments);
   EXPECT_EQ(made.result.status, 1);
   const TruthLog truth = run.truth();
@@ -34,7 +34,7 @@ Request request(const std::vector<std::string> &arguments) {
 
 /// What one option leaves under `key`.
 json stored(const std::string &key, const std::string &option) {
-  const Request made = request({option});
+  const Stored made = store({option});
   const auto found = made.settings.find(key);
   if (found == made.settings.end()) {
     ADD_FAILURE() << option << " stores nothing under " << key;
@@ -80,17 +80,17 @@ TEST(OptionValues, RequiredValueMissing) {
 
 // Catches booleans that are reduced to 0 and 1 before the service sees them.
 TEST(OptionValues, BooleanIsPassedAsItIs) {
-  EXPECT_THAT(request({"--mirror=2"}).writes, testing::Contains("set_boolean mirror 2"));
-  EXPECT_THAT(request({"--mirror=1"}).writes, testing::Contains("set_boolean mirror true"));
-  EXPECT_THAT(request({"--mirror=-1"}).writes, testing::Contains("set_boolean mirror -1"));
-  EXPECT_THAT(request({"--mirror="}).writes, testing::Contains("set_boolean mirror false"));
-  EXPECT_THAT(request({"--interactive="}).writes, testing::Contains("set_boolean interactive false"));
+  EXPECT_THAT(store({"--mirror=2"}).writes, testing::Contains("set_boolean mirror 2"));
+  EXPECT_THAT(store({"--mirror=1"}).writes, testing::Contains("set_boolean mirror true"));
+  EXPECT_THAT(store({"--mirror=-1"}).writes, testing::Contains("set_boolean mirror -1"));
+  EXPECT_THAT(store({"--mirror="}).writes, testing::Contains("set_boolean mirror false"));
+  EXPECT_THAT(store({"--interactive="}).writes, testing::Contains("set_boolean interactive false"));
   EXPECT_EQ(refused({"--mirror=true"}).err, "zel-client: Error parsing option --mirror\n");
 }
 
 // Catches fractions that are lost, and a rate given that leaves the automatic rate on.
 TEST(OptionValues, Double) {
-  const Request made = request({"--framerate=29.97"});
+  const Stored made = store({"--framerate=29.97"});
   EXPECT_EQ(made.settings.at("framerate"), 29.97);
   EXPECT_FALSE(made.settings.contains("framerate.auto"));
   EXPECT_EQ(stored("framerate", "--framerate="), 0.0);
@@ -120,7 +120,7 @@ TEST(OptionValues, Triple) {
 TEST(OptionValues, String) {
   EXPECT_EQ(stored("subformat", "--subformat=two words"), "two words");
   EXPECT_EQ(stored("subformat", "--subformat="), "");
-  EXPECT_EQ(request({"-T", "nv12"}).settings.at("subformat"), "nv12");
+  EXPECT_EQ(store({"-T", "nv12"}).settings.at("subformat"), "nv12");
 }
 
 // Catches a parser that explains a missing string itself, or accepts it.
@@ -132,7 +132,7 @@ TEST(OptionValues, StringWithoutValueFails) {
 // Catches nicks that are not turned into the library's numbers.
 TEST(OptionValues, EnumStoresTheNicksNumber) {
   EXPECT_EQ(stored("format", "--format=h265"), 1);
-  EXPECT_EQ(request({"-t", "av1"}).settings.at("format"), 10);
+  EXPECT_EQ(store({"-t", "av1"}).settings.at("format"), 10);
   EXPECT_EQ(stored("buffer.strategy", "--buffer.strategy=service"), 4);
 }
 
@@ -188,7 +188,7 @@ TEST(OptionValues, NoMemoryForAnEnumListEndsTheRunSilently) {
 
 // Catches a first value that wins over a later one.
 TEST(OptionValues, LastOccurrenceWins) {
-  const Request made = request({"--bitrate=1", "-b", "2", "--bitrate=3"});
+  const Stored made = store({"--bitrate=1", "-b", "2", "--bitrate=3"});
   EXPECT_EQ(made.settings.at("bitrate"), 3);
   EXPECT_THAT(made.writes,
               ElementsAre("set_uint32 format 0", "set_boolean frame.chunks true", "set_uint32 bitrate 1",
@@ -197,7 +197,7 @@ TEST(OptionValues, LastOccurrenceWins) {
 
 // Catches settings that are judged by the client: the service alone decides.
 TEST(OptionValues, ValuesAreNotJudgedByTheClient) {
-  const Request made = request({"--rotation=77", "--gop_length=-5", "--framerate=-1", "--buffer.count=4000000000"});
+  const Stored made = store({"--rotation=77", "--gop_length=-5", "--framerate=-1", "--buffer.count=4000000000"});
   EXPECT_EQ(made.settings.at("rotation"), 77);
   EXPECT_EQ(made.settings.at("gop_length"), 4294967291U);
   EXPECT_EQ(made.settings.at("framerate"), -1.0);

@@ -82,7 +82,7 @@ void expect_whole(const ClientRun &run, const RunResult &result, Output output) 
 constexpr const char *kFrameLimit = "--frames=8";
 
 /// The names of the calls of an undisturbed run, each as often as it is made.
-std::vector<std::string> calls_of(Output output) {
+std::vector<std::string> call_names(Output output) {
   ClientRun run;
   sweep::prepare(&run, output);
   EXPECT_EQ(run.run(arguments_of(output, kFrameLimit)).status, 0);
@@ -97,8 +97,8 @@ std::vector<std::string> calls_of(Output output) {
 
 // Catches an interrupt that loses or spoils a frame, or ends the run badly, in whatever call it comes.
 TEST(RandomInterrupts, InCalls) {
-  const std::map<Output, std::vector<std::string>> calls = {{Output::kRaw, calls_of(Output::kRaw)},
-                                                            {Output::kMatroska, calls_of(Output::kMatroska)}};
+  const std::map<Output, std::vector<std::string>> calls = {{Output::kRaw, call_names(Output::kRaw)},
+                                                            {Output::kMatroska, call_names(Output::kMatroska)}};
   for (unsigned round = 0; round < rounds(); ++round) {
     Chance chance(round);
     const Output output = chance.below(2) == 0 ? Output::kRaw : Output::kMatroska;

@@ -7,17 +7,9 @@
 #include <iterator>
 #include <sstream>
 
-namespace {
+#include "harness/build_under_test.h"
 
-/// The emulator's words, from CMake with "|" between them; none for a native build.
-std::vector<std::string> emulator() {
-  std::vector<std::string> words;
-  std::istringstream list(ZEL_TEST_EMULATOR);
-  for (std::string word; std::getline(list, word, '|');) {
-    words.push_back(word);
-  }
-  return words;
-}
+namespace {
 
 /// The words of a text; none when there is no text.
 std::vector<std::string> words_of(const char *text) {
@@ -33,19 +25,19 @@ std::string with_option(const char *variable, const std::string &option) {
 }  // namespace
 
 std::filesystem::path client_program() {
-  return ZEL_TEST_CLIENT;
+  return build_under_test().client;
 }
 
 std::filesystem::path camera_library() {
-  return ZEL_TEST_CAMERA;
+  return build_under_test().camera;
 }
 
 std::filesystem::path preload_library(const std::string &name) {
-  return std::filesystem::path(ZEL_TEST_PRELOAD_FOLDER) / (name + ".so");
+  return build_under_test().preloads / (name + ".so");
 }
 
 bool client_is_emulated() {
-  return !emulator().empty();
+  return !build_under_test().emulator.empty();
 }
 
 ClientRun::ClientRun() {
@@ -132,8 +124,8 @@ ClientRun &ClientRun::guard(std::chrono::seconds longest) {
 void ClientRun::start(const std::vector<std::string> &arguments) {
   write_file(beside("camera"), camera_.text());
   setup_.command = words_of(std::getenv("ZEL_TEST_WRAPPER"));
-  const std::vector<std::string> emulator_words = emulator();
-  setup_.command.insert(setup_.command.end(), emulator_words.begin(), emulator_words.end());
+  const std::vector<std::string> &emulator = build_under_test().emulator;
+  setup_.command.insert(setup_.command.end(), emulator.begin(), emulator.end());
   setup_.command.push_back(program_);
   setup_.command.insert(setup_.command.end(), arguments.begin(), arguments.end());
   process_ = std::make_unique<Process>(setup_);

@@ -68,9 +68,6 @@ class ClientRun {
   Process &process() { return *process_; }
   RunResult wait();
 
-  /// What the client has written to standard output so far.
-  std::string output_so_far() const { return read_file(setup_.stdout_path); }
-
   /// The client's working directory, and a file in it.
   std::filesystem::path folder() const { return folder_.path() / "work"; }
   std::filesystem::path file(const std::string &name) const { return folder() / name; }

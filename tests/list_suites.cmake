@@ -1,0 +1,16 @@
+# Read by CTest, see suites.cmake.
+function(zel_list_suites program prefix filter emulator)
+  if(NOT EXISTS "${program}")
+    get_filename_component(name "${program}" NAME)
+    add_test("${prefix}${name}-is-not-built" "${program}")
+    return()
+  endif()
+  execute_process(COMMAND ${emulator} "${program}" --gtest_list_tests "--gtest_filter=${filter}"
+    OUTPUT_VARIABLE listed COMMAND_ERROR_IS_FATAL ANY)
+  string(REGEX MATCHALL "(^|\n)[^ \n]+\\." suites "${listed}")
+  foreach(suite IN LISTS suites)
+    string(REGEX REPLACE "^\n|\\.$" "" suite "${suite}")
+    add_test("${prefix}${suite}" ${emulator} "${program}" --gtest_brief=1 "--gtest_filter=${suite}.*")
+    set_tests_properties("${prefix}${suite}" PROPERTIES TIMEOUT 900)
+  endforeach()
+endfunction()
