@@ -9,7 +9,7 @@
 #include "common/owned.h"
 #include "console/frame_stats.h"
 #include "console/report_line.h"
-#include "output/cue_text.h"
+#include "formats/cue_text.h"
 #include "output/meta_file.h"
 #include "zel/zel.h"
 
@@ -71,7 +71,7 @@ BENCHMARK(timing_and_statistics);
 
 void cue(benchmark::State &state) {
   while (state.KeepRunning())
-    benchmark::DoNotOptimize(cue_text(kTime));
+    benchmark::DoNotOptimize(formats::cue_text(kTime));
 }
 BENCHMARK(cue);
 

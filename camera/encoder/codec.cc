@@ -5,11 +5,10 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
-#include <span>
 
 #include "common/av_messages.h"
-#include "encoder/bitstream.h"
 #include "encoder/encoder.h"
+#include "formats/bitstream.h"
 
 namespace camera {
 namespace {
@@ -21,14 +20,14 @@ struct Codec {
   AVPixelFormat pixels;
   std::uint32_t key_type;
   std::uint32_t other_type;
-  std::size_t (*header_size)(std::span<const std::uint8_t>);
+  formats::Codec coding;
 };
 
 constexpr Codec kCodecs[] = {
-    {kFormatH264, "libx264", AV_PIX_FMT_YUV420P, kFrameIdr, kFrameP, h264_header_size},
-    {kFormatH265, "libx265", AV_PIX_FMT_YUV420P, kFrameIdr, kFrameP, h265_header_size},
-    {kFormatAv1, "libaom-av1", AV_PIX_FMT_YUV420P, kFrameKey, kFrameInter, av1_header_size},
-    {kFormatJpeg, "mjpeg", AV_PIX_FMT_YUVJ420P, kFrameJpeg, kFrameJpeg, nullptr},
+    {kFormatH264, "libx264", AV_PIX_FMT_YUV420P, kFrameIdr, kFrameP, formats::Codec::kH264},
+    {kFormatH265, "libx265", AV_PIX_FMT_YUV420P, kFrameIdr, kFrameP, formats::Codec::kH265},
+    {kFormatAv1, "libaom-av1", AV_PIX_FMT_YUV420P, kFrameKey, kFrameInter, formats::Codec::kAv1},
+    {kFormatJpeg, "mjpeg", AV_PIX_FMT_YUVJ420P, kFrameJpeg, kFrameJpeg, formats::Codec::kJpeg},
 };
 
 constexpr std::uint32_t kProfileMain10 = 1;
@@ -183,9 +182,9 @@ class CodecEncoder : public Encoder {
     av_check(avcodec_receive_packet(context_.get(), packet_.get()), what);
     Coded coded;
     coded.bytes.assign(packet_->data, packet_->data + packet_->size);
-    coded.key = codec_.header_size == nullptr || (packet_->flags & AV_PKT_FLAG_KEY) != 0;
+    coded.key = codec_.coding == formats::Codec::kJpeg || (packet_->flags & AV_PKT_FLAG_KEY) != 0;
     coded.type = coded.key ? codec_.key_type : codec_.other_type;
-    if (coded.key && codec_.header_size != nullptr) coded.header_size = codec_.header_size(coded.bytes);
+    if (coded.key) coded.header_size = formats::header_size(codec_.coding, coded.bytes, true).value_or(0);
     av_packet_unref(packet_.get());
     return coded;
   }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <span>
 
+#include "formats/video_format.h"
+
 namespace camera {
 
 /// One value of an enumeration.
@@ -16,15 +18,15 @@ struct Choice {
 
 /// Values of zel_format_get_type().
 enum Format : std::uint32_t {
-  kFormatH264 = 0,
-  kFormatH265 = 1,
-  kFormatJpeg = 2,
+  kFormatH264 = formats::kFormatH264,
+  kFormatH265 = formats::kFormatH265,
+  kFormatJpeg = formats::kFormatJpeg,
   kFormatNv12 = 3,
   kFormatI420 = 4,
   kFormatGray = 5,
   kFormatRgb = 6,
-  kFormatAv1 = 10,
-  kFormatUnknown = 0xFFFFFFFF,
+  kFormatAv1 = formats::kFormatAv1,
+  kFormatUnknown = formats::kFormatUnknown,
 };
 
 /// Values of zel_rate_control_mode_get_type().

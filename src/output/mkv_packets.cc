@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "output/cue_text.h"
+#include "formats/cue_text.h"
 #include "output/error_line.h"
 
 extern "C" {
@@ -92,7 +92,7 @@ bool mkv_write_subtitle(MkvWriter &writer, zel_frame *frame) {
   const std::int64_t timestamp = timestamp_of(frame);
   std::string text;
   try {
-    text = cue_text(timestamp);
+    text = formats::cue_text(timestamp);
   } catch (const std::bad_alloc &) {
     return false;
   }

@@ -6,29 +6,11 @@
 #include "common/owned.h"
 #include "console/frame_stats.h"
 #include "console/statistics_report.h"
+#include "formats/cue_text.h"
 #include "input.h"
-#include "output/cue_text.h"
 #include "output/mkv_packets.h"
 
 namespace {
-
-/// The time that a cue's text names.
-std::int64_t time_of(const std::string &text) {
-  const bool negative = text.starts_with('-');
-  unsigned long long hours = 0;
-  unsigned minutes = 0;
-  unsigned seconds = 0;
-  unsigned micro = 0;
-  int used = 0;
-  // NOLINTNEXTLINE(cert-err34-c): what the text holds is checked by printing it again
-  require(std::sscanf(text.c_str() + (negative ? 1 : 0), "%llu:%2u:%2u.%6u%n", &hours, &minutes, &seconds, &micro,
-                      &used) == 4,
-          "a cue is a time");
-  require(static_cast<std::size_t>(used) + (negative ? 1 : 0) == text.size(), "nothing follows the time");
-  require(minutes < 60 && seconds < 60, "minutes and seconds are below 60");
-  const std::uint64_t magnitude = (hours * 3600 + minutes * 60ULL + seconds) * 1'000'000ULL + micro;
-  return static_cast<std::int64_t>(negative ? -magnitude : magnitude);
-}
 
 struct CloseFile {
   void operator()(FILE *file) const { (void)std::fclose(file); }
@@ -81,7 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     previous = {.cts = timing.cts, .pts = timing.pts};
     frames += sample.shown ? 1 : 0;
     const auto time = static_cast<std::int64_t>(sample.pts);
-    require(time_of(cue_text(time)) == time, "a cue names its time");
+    require(formats::parse_cue_text(formats::cue_text(time)) == time, "a cue names its time");
   }
   require(stats.nframes == frames, "shown frames are counted");
   const std::string text = report(stats, custom);

@@ -2,61 +2,51 @@
 #include "coded_units.h"
 
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <stdexcept>
 #include <string_view>
 
+#include "formats/units.h"
+
 namespace {
 
-/// Reads a number of AV1's leb128 coding; moves the offset behind it.
-std::size_t read_leb128(std::string_view bytes, std::size_t &offset) {
-  std::size_t value = 0;
-  for (unsigned shift = 0; offset < bytes.size(); shift += 7) {
-    const auto byte = static_cast<std::uint8_t>(bytes[offset++]);
-    value |= static_cast<std::size_t>(byte & 0x7F) << shift;
-    if ((byte & 0x80) == 0) break;
-  }
-  return value;
-}
-
 struct Unit {
-  int type;
+  unsigned type;
   std::size_t start;    ///< of the start code or OBU header
   std::size_t payload;  ///< behind the start code; the OBU header again for AV1
   std::size_t end;
 };
 
+std::span<const std::uint8_t> numbers(std::string_view bytes) {
+  return {reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()};
+}
+
 std::vector<Unit> obus(std::string_view bytes) {
   std::vector<Unit> found;
   std::size_t offset = 0;
-  while (offset < bytes.size()) {
-    const std::size_t start = offset;
-    const auto header = static_cast<std::uint8_t>(bytes[offset]);
-    offset += (header & 4) != 0 ? 2 : 1;
-    if ((header & 2) == 0) throw std::runtime_error("an OBU without a size");
-    const std::size_t size = read_leb128(bytes, offset);
-    offset += size;
-    found.push_back({header >> 3 & 0xF, start, start, offset});
+  while (const std::optional<formats::Obu> obu = formats::obu_at(numbers(bytes), offset)) {
+    found.push_back({obu->type, offset, offset, obu->end});
+    offset = obu->end;
   }
+  if (offset != bytes.size()) throw std::runtime_error("an OBU that is not whole");
   return found;
 }
 
 std::vector<Unit> nal_units(std::uint32_t format, std::string_view bytes) {
-  constexpr std::string_view kStartCode("\0\0\1", 3);
   std::vector<Unit> found;
-  for (std::size_t at = bytes.find(kStartCode); at != std::string_view::npos;) {
-    const std::size_t payload = at + kStartCode.size();
-    const std::size_t next = bytes.find(kStartCode, payload);
-    std::size_t end = next == std::string_view::npos ? bytes.size() : next;
-    if (next != std::string_view::npos && bytes[next - 1] == 0) --end;  // the zero of a start code of four bytes
-    const auto header = static_cast<std::uint8_t>(bytes[payload]);
-    const std::size_t start = at > 0 && bytes[at - 1] == 0 ? at - 1 : at;
-    found.push_back({format == 0 ? header & 0x1F : header >> 1 & 0x3F, start, payload, end});
-    at = next;
+  std::size_t from = 0;
+  while (const std::optional<formats::NalUnit> unit = formats::next_nal_unit(numbers(bytes), from)) {
+    const auto header = static_cast<std::uint8_t>(bytes[unit->payload]);
+    const unsigned type = format == 0 ? formats::h264_unit_type(header) : formats::h265_unit_type(header);
+    if (!found.empty()) found.back().end = unit->start;
+    found.push_back({type, unit->start, unit->payload, bytes.size()});
+    from = unit->payload;
   }
   return found;
 }
 
-bool is_picture(std::uint32_t format, int type) {
+bool is_picture(std::uint32_t format, unsigned type) {
   switch (format) {
     case 0:
       return type >= 1 && type <= 5;
@@ -77,7 +67,7 @@ std::size_t header_size(std::uint32_t format, std::string_view bytes) {
 }
 
 std::vector<std::string> coded_units(std::uint32_t format, const std::string &raw) {
-  constexpr int kTemporalDelimiter = 2;
+  constexpr unsigned kTemporalDelimiter = 2;
   if (format == 2) return {raw};
   std::vector<std::string> units;
   for (const Unit &unit : format == 10 ? obus(raw) : nal_units(format, raw)) {

@@ -10,8 +10,8 @@
 
 #include "coded_units.h"
 #include "encoded_stream.h"
+#include "formats/cue_text.h"
 #include "mkv_fixture.h"
-#include "output/cue_text.h"
 #include "run_tool.h"
 
 namespace {
@@ -103,7 +103,7 @@ TEST_P(MkvStreams, TimesDurationsAndKeyFlags) {
       EXPECT_EQ(packet["flags"].get<std::string>().front() == 'K', stream_[number].key) << number;
     } else {
       EXPECT_EQ(packet["duration"], GetParam().duration);
-      EXPECT_EQ(packet["size"], std::to_string(cue_text(static_cast<std::int64_t>(timestamp(number))).size()));
+      EXPECT_EQ(packet["size"], std::to_string(formats::cue_text(static_cast<std::int64_t>(timestamp(number))).size()));
     }
   }
   EXPECT_EQ(videos, stream_.size());
@@ -121,7 +121,7 @@ TEST_P(MkvStreams, Cues) {
   }
   std::vector<std::string> expected;
   for (std::size_t number = 0; number < stream_.size(); ++number) {
-    expected.push_back(cue_text(static_cast<std::int64_t>(timestamp(number))));
+    expected.push_back(formats::cue_text(static_cast<std::int64_t>(timestamp(number))));
   }
   EXPECT_EQ(texts, expected);
   EXPECT_EQ(settings, kFrames);
