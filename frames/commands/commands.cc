@@ -1,0 +1,133 @@
+// The table of commands, and the options that several of them share.
+#include <array>
+#include <charconv>
+#include <system_error>
+
+#include "frames/commands/command.h"
+#include "zel-version.h"
+
+namespace frames {
+namespace {
+
+constexpr std::array kCommands = {
+    Command{"list", "Print a row for every frame", add_list},
+    Command{"stats", "Measure rates, distances, latencies, sizes and gaps", add_stats},
+};
+
+constexpr std::array kFormats = {formats::Codec::kH264, formats::Codec::kH265, formats::Codec::kJpeg,
+                                 formats::Codec::kAv1,  formats::Codec::kNv12, formats::Codec::kI420,
+                                 formats::Codec::kGray, formats::Codec::kRgb};
+
+/// Parses a whole number that begins `text` and drops it from there. False without one.
+template <typename Number>
+bool take_number(std::string_view &text, Number &number) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc()) return false;
+  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  return true;
+}
+
+/// All names of codecs, as the help and messages list them.
+std::string codec_names() {
+  std::string names;
+  for (const formats::Codec codec : kFormats)
+    names.append(names.empty() ? "" : ", ").append(formats::codec_name(codec));
+  return names;
+}
+
+void parse_size(std::string_view text, CaptureOptions &options) {
+  constexpr std::uint32_t kLargest = 65535;
+  const std::string whole(text);
+  const bool good = take_number(text, options.width) && text.starts_with('x') && (text.remove_prefix(1), true) &&
+                    take_number(text, options.height) && text.empty() && options.width > 0 && options.height > 0 &&
+                    options.width <= kLargest && options.height <= kLargest;
+  if (!good) throw CLI::ValidationError("--size", whole + " is no size such as 1920x1080");
+}
+
+/// "25", "29.97" or "30000/1001".
+Rate parse_rate(std::string_view text) {
+  constexpr std::int64_t kMost = 1'000'000;
+  const std::string whole(text);
+  Rate rate;
+  bool good = take_number(text, rate.numerator);
+  if (good && text.starts_with('/')) {
+    text.remove_prefix(1);
+    good = take_number(text, rate.denominator);
+  } else if (good && text.starts_with('.')) {
+    text.remove_prefix(1);
+    for (; !text.empty() && text.front() >= '0' && text.front() <= '9' && rate.denominator < kMost;
+         text.remove_prefix(1)) {
+      rate.numerator = rate.numerator * 10 + (text.front() - '0');
+      rate.denominator *= 10;
+    }
+  }
+  if (!good || !text.empty() || rate.numerator <= 0 || rate.denominator <= 0 || rate.denominator > kMost ||
+      rate.numerator > kMost * rate.denominator) {
+    throw CLI::ValidationError("--fps", whole + " is no rate such as 25, 29.97 or 30000/1001");
+  }
+  return rate;
+}
+
+}  // namespace
+
+std::span<const Command> commands() {
+  return kCommands;
+}
+
+std::unique_ptr<CLI::App> make_app(Run &run) {
+  auto app = std::make_unique<CLI::App>("Lists, measures, checks, repairs, cuts and converts what zel-client captured.",
+                                        "zel-frames");
+  app->set_version_flag("--version", "zel-frames " ZEL_VERSION);
+  app->require_subcommand(1);
+  app->get_formatter()->column_width(28);
+  for (const Command &command : kCommands) {
+    CLI::App *parser = app->add_subcommand(command.name, command.purpose);
+    parser->callback([&run, chosen = command.add(*parser)] { run = chosen; });
+  }
+  return app;
+}
+
+void add_capture_options(CLI::App &app, CaptureOptions &options) {
+  app.add_option(
+         "CAPTURE", options.capture,
+         "A raw stream, the pattern of a split one (part%03d.h264), a sidecar (.meta), a Matroska file or any other "
+         "video, a run's console text, or - for one on standard input")
+      ->required();
+  app.add_option("--meta", options.meta, "The sidecar, if it is not CAPTURE.meta")->type_name("FILE");
+  app.add_option("--log", options.log, "Join a run's console text, frame by frame")->type_name("FILE");
+  app.add_option_function<std::string>(
+         "--format",
+         [&options](const std::string &name) {
+           options.format = formats::codec_named(name);
+           if (!options.format) throw CLI::ValidationError("--format", name + " is none of " + codec_names());
+         },
+         "What the raw stream is: " + codec_names())
+      ->type_name("FORMAT");
+  app.add_option_function<std::string>(
+         "--size", [&options](const std::string &text) { parse_size(text, options); }, "Size of uncompressed frames")
+      ->type_name("WxH");
+  app.add_option_function<std::string>(
+         "--fps", [&options](const std::string &text) { options.fps = parse_rate(text); },
+         "Frames a second of a raw stream without times")
+      ->type_name("F");
+}
+
+void add_position_option(CLI::App &app, const std::string &name, std::optional<Position> &position,
+                         const std::string &what) {
+  const auto parse = [name, &position](const std::string &text) {
+    position = parse_position(text);
+    if (!position) throw CLI::ValidationError(name, text + " is neither a frame's number nor a time such as 12.5s");
+  };
+  app.add_option_function<std::string>(name, parse, what)->type_name("F");
+}
+
+void add_json_option(CLI::App &app, bool &json) {
+  app.add_flag("--json", json, "Print JSON");
+}
+
+void add_output_options(CLI::App &app, OutputOptions &options, const std::string &what) {
+  app.add_option("-o,--output", options.path, what)->type_name("FILE")->required();
+  app.add_flag("--force", options.force, "Write over an existing file");
+}
+
+}  // namespace frames

@@ -1,0 +1,36 @@
+// zel-frames stats: what a person wants to know, on one screen.
+#include "frames/commands/command.h"
+#include "frames/print/statistics_report.h"
+
+namespace frames {
+namespace {
+
+struct StatsOptions {
+  CaptureOptions capture;
+  bool json = false;
+};
+
+int stats(const StatsOptions &options) {
+  Capture capture = open_capture(options.capture);
+  find_keys(capture);
+  find_picture_size(capture);
+  const Statistics statistics = measure_capture(capture);
+  if (options.json) {
+    print_statistics_json(capture, statistics);
+  } else {
+    print_statistics_text(capture, statistics);
+  }
+  return kExitGood;
+}
+
+}  // namespace
+
+Run add_stats(CLI::App &app) {
+  auto options = std::make_shared<StatsOptions>();
+  options->capture.figures_only = true;
+  add_capture_options(app, options->capture);
+  add_json_option(app, options->json);
+  return [options] { return stats(*options); };
+}
+
+}  // namespace frames

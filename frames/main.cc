@@ -1,0 +1,53 @@
+// zel-frames: lists, measures, checks, repairs, cuts and converts captures.
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <new>
+#include <string>
+
+#include "frames/commands/command.h"
+#include "frames/common/unusable.h"
+#include "frames/print/output.h"
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+namespace {
+
+/// Prints one line, whatever the text holds: names of files may have any byte.
+int fail(std::string text) {
+  for (char &character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte < ' ' || byte == 0x7F) character = '?';
+  }
+  (void)std::fprintf(stderr, "zel-frames: %s\n", text.c_str());
+  return frames::kExitUnusable;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  std::signal(SIGPIPE, SIG_IGN);  // a reader that leaves is seen where it is written to
+  av_log_set_level(AV_LOG_QUIET);
+  try {
+    frames::Run run;
+    const auto app = frames::make_app(run);
+    try {
+      app->parse(argc, argv);
+    } catch (const CLI::Success &asked) {  // --help, --version
+      return app->exit(asked);
+    } catch (const CLI::ParseError &error) {
+      return fail(error.what());
+    }
+    return run();
+  } catch (const frames::ClosedPipe &) {
+    return frames::kExitGood;
+  } catch (const frames::Unusable &error) {
+    return fail(error.what());
+  } catch (const std::bad_alloc &) {
+    return fail("out of memory");
+  } catch (const std::exception &error) {
+    return fail(error.what());
+  }
+}

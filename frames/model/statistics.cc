@@ -1,0 +1,161 @@
+// Measuring a capture.
+#include "frames/model/statistics.h"
+
+#include <algorithm>
+#include <future>
+
+namespace frames {
+namespace {
+
+/// How many times frames lie apart, without a signed overflow whatever a file says.
+std::int64_t distance(std::int64_t from, std::int64_t to) {
+  return static_cast<std::int64_t>(static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from));
+}
+
+/// The values of a column from a frame on.
+template <typename Number>
+auto column_values(const Column<Number> &column, std::size_t from, std::size_t count) {
+  return [&column, from, count](auto &&visit) {
+    for (std::size_t i = from; i < count; ++i)
+      if (column.known(i)) visit(static_cast<std::int64_t>(column[i]));
+  };
+}
+
+/// The known distances between frames that follow each other.
+auto distances(const FrameTable &frames) {
+  return [&frames](auto &&visit) {
+    const Column<std::int64_t> &times = frames.time_us;
+    if (times.all(frames.count)) {
+      std::int64_t before = frames.count > 0 ? times[0] : 0;
+      for (std::size_t i = 1; i < frames.count; ++i) {
+        const std::int64_t time = times[i];
+        visit(distance(before, time));
+        before = time;
+      }
+      return;
+    }
+    for (std::size_t i = 1; i < frames.count; ++i)
+      if (times.known(i - 1) && times.known(i)) visit(distance(times[i - 1], times[i]));
+  };
+}
+
+/// The sizes of the frames that are key frames, or of the others.
+auto sizes_of(const FrameTable &frames, bool keys) {
+  return [&frames, keys](auto &&visit) {
+    for (std::size_t i = 0; i < frames.count; ++i)
+      if (frames.key.known(i) && (frames.key[i] != 0) == keys) visit(frames.size[i]);
+  };
+}
+
+std::optional<std::int64_t> nominal_distance(const FrameTable &frames) {
+  const auto positive = [each = distances(frames)](auto &&visit) {
+    each([&visit](std::int64_t value) {
+      if (value > 0) visit(value);
+    });
+  };
+  const auto measured = measure(positive);
+  return measured ? std::optional(measured->p50) : std::nullopt;
+}
+
+/// Frames that the sequence numbers skip before a frame, where they are known. Numbers that start again skip nothing.
+std::optional<std::uint64_t> skipped_before(const FrameTable &frames, std::size_t frame) {
+  if (!frames.sequence.known(frame - 1) || !frames.sequence.known(frame)) return std::nullopt;
+  const std::uint32_t step = frames.sequence[frame] - frames.sequence[frame - 1];
+  return step > 1 && step <= INT32_MAX ? step - 1 : 0;
+}
+
+void find_gaps(const FrameTable &frames, Statistics &result) {
+  for (std::size_t i = 1; i < frames.count; ++i) {
+    const std::optional<std::uint64_t> skipped = skipped_before(frames, i);
+    const bool timed = frames.time_us.known(i - 1) && frames.time_us.known(i);
+    const std::int64_t delta = timed ? distance(frames.time_us[i - 1], frames.time_us[i]) : 0;
+    if (timed && delta < 0) result.backwards.push_back(i);
+    if (timed && delta == 0) result.repeated.push_back(i);
+    const std::uint64_t nominal = static_cast<std::uint64_t>(result.nominal_us.value_or(0));
+    const std::uint64_t length = delta > 0 ? static_cast<std::uint64_t>(delta) : 0;
+    const bool is_long = nominal > 0 && length > nominal + nominal / 2;
+    if (!is_long && skipped.value_or(0) == 0) continue;
+    const std::uint64_t room = is_long ? length / nominal + (length % nominal >= nominal - nominal / 2 ? 1 : 0) - 1 : 0;
+    result.gaps.push_back({.after = i - 1,
+                           .delta_us = timed ? std::optional(delta) : std::nullopt,
+                           .missing = skipped ? *skipped : room});
+  }
+  if (!frames.time_us.any() && !frames.sequence.any()) return;
+  result.missing = 0;
+  for (const Gap &gap : result.gaps)
+    *result.missing += gap.missing;
+}
+
+std::optional<Gops> measure_gops(const FrameTable &frames) {
+  Gops gops;
+  std::size_t first = 0;
+  std::size_t start = 0;
+  const auto end_gop = [&](std::size_t end) {
+    const std::size_t length = end - start;
+    gops.min = gops.count == 0 ? length : std::min(gops.min, length);
+    gops.max = std::max(gops.max, length);
+    ++gops.count;
+  };
+  bool in_gop = false;
+  for (std::size_t i = 0; i < frames.count; ++i) {
+    if (!frames.key.known(i) || frames.key[i] == 0) continue;
+    if (in_gop) {
+      end_gop(i);
+    } else {
+      first = i;
+    }
+    in_gop = true;
+    start = i;
+  }
+  if (!in_gop) return std::nullopt;
+  end_gop(frames.count);
+  gops.mean = static_cast<double>(frames.count - first) / static_cast<double>(gops.count);
+  return gops;
+}
+
+void measure_rates(const FrameTable &frames, Statistics &result) {
+  const std::size_t count = frames.count;
+  for (std::size_t i = 0; i < count; ++i)
+    result.bytes += frames.size[i];
+  if (count == 0 || !frames.time_us.known(0) || !frames.time_us.known(count - 1)) return;
+  result.duration_us = distance(frames.time_us[0], frames.time_us[count - 1]);
+  if (*result.duration_us <= 0) return;
+  const auto duration = static_cast<double>(*result.duration_us);
+  result.fps = static_cast<double>(count - 1) * 1e6 / duration;
+  result.bitrate_bps = static_cast<double>((result.bytes - frames.size[count - 1]) * 8) * 1e6 / duration;
+}
+
+}  // namespace
+
+std::optional<std::int64_t> delta_us(const FrameTable &frames, std::size_t frame) {
+  if (!frames.time_us.known(frame)) return std::nullopt;
+  if (frame == 0) return 0;
+  if (!frames.time_us.known(frame - 1)) return std::nullopt;
+  return distance(frames.time_us[frame - 1], frames.time_us[frame]);
+}
+
+Statistics measure_capture(const Capture &capture) {
+  const FrameTable &frames = capture.frames;
+  Statistics result;
+  result.frames = frames.count;
+  // The sizes take as long as the times; both only read the table.
+  auto size =
+      std::async(std::launch::async, [&frames] { return measure(column_values(frames.size, 0, frames.count)); });
+  measure_rates(frames, result);
+  result.delta_us = measure(distances(frames));
+  result.delta_cts_us = measure(column_values(frames.delta_cts_us, 1, frames.count));
+  result.latency_us = measure(column_values(frames.latency_us, 0, frames.count));
+  if (frames.key.any()) {
+    result.size_key = measure(sizes_of(frames, true));
+    result.size_other = measure(sizes_of(frames, false));
+    result.keys = result.size_key ? result.size_key->count : 0;
+    result.gop = measure_gops(frames);
+  }
+  const bool all_positive = result.delta_us && result.delta_us->min > 0;
+  result.nominal_us = all_positive ? std::optional(result.delta_us->p50) : nominal_distance(frames);
+  find_gaps(frames, result);
+  result.size = size.get();
+  return result;
+}
+
+}  // namespace frames

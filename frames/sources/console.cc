@@ -1,0 +1,231 @@
+// Frames from a console text: the report lines that a run printed.
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <limits>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "formats/report_line.h"
+#include "frames/common/file.h"
+#include "frames/common/unusable.h"
+#include "frames/sources/source.h"
+
+namespace frames {
+namespace {
+
+constexpr std::size_t kBlock = std::size_t{256} * 1024;
+/// Without a frame's line in so many bytes the text is taken to have ended.
+constexpr std::size_t kMostOther = std::size_t{8} * 1024 * 1024;
+/// No frame's line is as long.
+constexpr std::size_t kLongestLine = std::size_t{64} * 1024;
+/// A library has some ten types of frames.
+constexpr std::size_t kMostTypes = 256;
+constexpr std::size_t kSearched = std::size_t{1024} * 1024;
+
+File open_text(const std::string &path) {
+  return path == "-" ? File(STDIN_FILENO, "standard input") : File(path);
+}
+
+/// Hands out a text's finished lines, and the starts of those that are longer than kLongestLine.
+class LineReader {
+ public:
+  explicit LineReader(File &file) : file_(file), buffer_(kBlock + kLongestLine) {}
+
+  /// The next line without its newline, valid until the next call; nothing at the end. What follows the start of a long
+  /// line comes as empty lines, so that a text without newlines can be given up.
+  std::optional<std::string_view> next() {
+    while (true) {
+      const std::size_t found = find_newline();
+      if (found != end_) {
+        const std::string_view line(buffer_.data() + begin_, found - begin_);
+        begin_ = scanned_ = found + 1;
+        ++number_;
+        if (!std::exchange(skipping_, false)) return line;
+        continue;
+      }
+      if (end_ - begin_ > kLongestLine) {
+        const std::string_view start(buffer_.data() + begin_, kLongestLine);
+        begin_ = scanned_ = end_;
+        return std::exchange(skipping_, true) ? std::string_view() : start;
+      }
+      if (!refill()) return std::nullopt;
+    }
+  }
+
+  /// The number of the line that was handed out last, from 1.
+  std::size_t number() const { return skipping_ ? number_ + 1 : number_; }
+  /// Bytes that were taken from the file.
+  std::uint64_t bytes() const { return bytes_; }
+
+ private:
+  std::size_t find_newline() {
+    const void *found = std::memchr(buffer_.data() + scanned_, '\n', end_ - scanned_);
+    scanned_ = end_;
+    return found == nullptr ? end_ : static_cast<std::size_t>(static_cast<const char *>(found) - buffer_.data());
+  }
+
+  bool refill() {
+    std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+    end_ -= begin_;
+    scanned_ -= begin_;
+    begin_ = 0;
+    const std::span<char> room = std::span(buffer_).subspan(end_);
+    const std::size_t count = file_.read_some({reinterpret_cast<std::uint8_t *>(room.data()), room.size()});
+    end_ += count;
+    bytes_ += count;
+    return count != 0;
+  }
+
+  File &file_;
+  std::vector<char> buffer_;
+  std::size_t begin_ = 0;    ///< of what was not handed out yet
+  std::size_t scanned_ = 0;  ///< no newline before it
+  std::size_t end_ = 0;
+  std::size_t number_ = 0;
+  std::uint64_t bytes_ = 0;
+  bool skipping_ = false;  ///< inside a line whose start was handed out
+};
+
+/// Sets the columns that a report line has.
+class TableFiller {
+ public:
+  explicit TableFiller(FrameTable &frames) : frames_(frames) {}
+
+  void take(const formats::ReportLine &line) {
+    const std::size_t number = frames_.count++;
+    frames_.sequence.set(number, line.sequence);
+    if (line.shape == formats::ReportShape::kDefault) {
+      frames_.type_name.set(number, name_index(line.type));
+    } else {
+      frames_.delta_cts_us.set(number, line.delta_cts);
+    }
+    set_column(number, line);
+    if (number > 0) time_us_ += line.delta_pts;
+    frames_.time_us.set(number, time_us_);
+    frames_.size.set(number, static_cast<std::uint32_t>(line.size));
+  }
+
+ private:
+  void set_column(std::size_t number, const formats::ReportLine &line) {
+    switch (line.column) {
+      case formats::ReportColumn::kLatency:
+        frames_.latency_us.set(number, static_cast<std::int64_t>(line.value));  // printed as the unsigned of its bits
+        break;
+      case formats::ReportColumn::kUtc:
+        frames_.utc_us.set(number, line.value);
+        break;
+      case formats::ReportColumn::kCustom:
+        frames_.custom.set(number, line.value);
+        break;
+      case formats::ReportColumn::kNone:
+        break;
+    }
+  }
+
+  std::uint16_t name_index(std::string_view name) {
+    std::vector<std::string> &names = frames_.type_names;
+    for (std::size_t i = 0; i < names.size(); ++i)
+      if (names[i] == name) return static_cast<std::uint16_t>(i);
+    if (names.size() == kMostTypes) unusable("more than {} types of frames in a console text", kMostTypes);
+    names.emplace_back(name);
+    return static_cast<std::uint16_t>(names.size() - 1);
+  }
+
+  FrameTable &frames_;
+  std::int64_t time_us_ = 0;
+};
+
+/// Reads the text to its end, or until no frame's line comes any more. `on_frame` gets each frame's line and its number.
+template <typename OnFrame>
+void read_frames(File &file, OnFrame on_frame) {
+  LineReader lines(file);
+  formats::ReportLine frame;
+  std::uint64_t last_frame = 0;
+  while (const std::optional<std::string_view> line = lines.next()) {
+    switch (formats::parse_report_line(*line, frame)) {
+      case formats::ReportParse::kFrame:
+        if (frame.size > std::numeric_limits<std::uint32_t>::max()) {
+          unusable("{}: line {}: a frame of {} bytes", file.path(), lines.number(), frame.size);
+        }
+        on_frame(frame, lines.number());
+        last_frame = lines.bytes();
+        break;
+      case formats::ReportParse::kMalformed:
+        unusable("{}: line {}: begins like a frame's line and is none", file.path(), lines.number());
+      case formats::ReportParse::kOther:
+        if (lines.bytes() - last_frame > kMostOther) return;
+    }
+  }
+}
+
+}  // namespace
+
+bool is_console_text(const std::string &path) {
+  File file(path);
+  std::vector<char> start(kSearched);
+  start.resize(file.read({reinterpret_cast<std::uint8_t *>(start.data()), start.size()}));
+  std::string_view rest(start.data(), start.size());
+  formats::ReportLine frame;
+  while (true) {
+    const std::size_t found = rest.find(formats::kReportPrefix);
+    if (found == std::string_view::npos) return false;
+    const bool begins_line = rest.data() + found == start.data() || rest[found - 1] == '\n';
+    const std::size_t end = rest.find('\n', found);
+    if (end == std::string_view::npos) return false;
+    if (begins_line &&
+        formats::parse_report_line(rest.substr(found, end - found), frame) != formats::ReportParse::kOther) {
+      return true;
+    }
+    rest.remove_prefix(end);
+  }
+}
+
+Capture open_console(const std::string &path) {
+  Capture capture;
+  capture.name = path;
+  capture.kind = SourceKind::kConsole;
+  File file = open_text(path);
+  TableFiller filler(capture.frames);
+  read_frames(file, [&filler](const formats::ReportLine &line, std::size_t) { filler.take(line); });
+  if (capture.frames.count == 0) unusable("{}: holds no frame's line", file.path());
+  if (path != "-") capture.files.push_back(path);
+  return capture;
+}
+
+void join_console(Capture &capture, const std::string &path) {
+  FrameTable &frames = capture.frames;
+  File file = open_text(path);
+  FrameTable text;
+  TableFiller filler(text);
+  const bool compares_sizes = capture.kind != SourceKind::kContainer;
+  std::size_t last_line = 0;
+  read_frames(file, [&](const formats::ReportLine &line, std::size_t number) {
+    const std::size_t frame = text.count;
+    if (frame >= frames.count) {
+      unusable("{}: line {}: one frame more than the {} of {}", file.path(), number, frames.count, capture.name);
+    }
+    if (compares_sizes && frames.size[frame] != line.size) {
+      unusable("{}: line {}: has {} bytes, frame {} of {} has {}", file.path(), number, line.size, frame, capture.name,
+               frames.size[frame]);
+    }
+    filler.take(line);
+    last_line = number;
+  });
+  if (text.count != frames.count) {
+    unusable("{}: line {}: the last of {} frames, {} has {}", file.path(), last_line, text.count, capture.name,
+             frames.count);
+  }
+  frames.sequence = std::move(text.sequence);
+  frames.type_name = std::move(text.type_name);
+  frames.type_names = std::move(text.type_names);
+  frames.delta_cts_us = std::move(text.delta_cts_us);
+  frames.latency_us = std::move(text.latency_us);
+  frames.utc_us = std::move(text.utc_us);
+  frames.custom = std::move(text.custom);
+  if (path != "-") capture.files.push_back(path);
+}
+
+}  // namespace frames

@@ -1,0 +1,57 @@
+// Tells which kind of source a capture is.
+#include "frames/sources/source.h"
+
+#include <array>
+#include <cstring>
+
+#include "formats/sidecar.h"
+#include "frames/common/file.h"
+#include "frames/common/unusable.h"
+
+namespace frames {
+namespace {
+
+/// The first bytes of every EBML file, Matroska among them.
+constexpr std::array<std::uint8_t, 4> kEbml = {0x1A, 0x45, 0xDF, 0xA3};
+
+bool is_ebml(const std::string &path) {
+  std::array<std::uint8_t, kEbml.size()> start{};
+  File file(path);
+  return file.read(start) == start.size() && start == kEbml;
+}
+
+Capture open_by_kind(const CaptureOptions &options) {
+  const std::string &name = options.capture;
+  if (name == "-") return open_console(name);
+  if (!file_exists(name) && is_pattern(name)) return open_raw(options);
+  if (name.ends_with(formats::kSidecarSuffix)) return open_sidecar(options);
+  File file(name);                                    // fails here, by its own name, when it cannot be read
+  if (!file.is_regular()) return open_console(name);  // a pipe can be read once, so only as a text
+  if (file.size() == 0 && options.meta.empty() && !file_exists(name + std::string(formats::kSidecarSuffix))) {
+    unusable("{}: is empty", name);
+  }
+  if (is_ebml(name)) return open_container(options);
+  if (!options.format && is_console_text(name)) return open_console(name);
+  return open_raw(options);
+}
+
+void forbid_unused(const CaptureOptions &options, const Capture &capture) {
+  if (!options.meta.empty() && !capture.has_sidecar) {
+    unusable("{}: a {} takes no sidecar (--meta)", options.capture,
+             capture.kind == SourceKind::kConsole ? "console text" : "sidecar");
+  }
+  if (!options.log.empty() && capture.kind == SourceKind::kConsole) {
+    unusable("{}: is a console text itself, --log joins one to another kind of capture", options.capture);
+  }
+}
+
+}  // namespace
+
+Capture open_capture(const CaptureOptions &options) {
+  Capture capture = open_by_kind(options);
+  forbid_unused(options, capture);
+  if (!options.log.empty()) join_console(capture, options.log);
+  return capture;
+}
+
+}  // namespace frames
