@@ -90,6 +90,11 @@ bool file_exists(const std::string &path) {
   return lstat(path.c_str(), &status) == 0;
 }
 
+bool is_stream(const std::string &path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
 bool is_same_file(const std::string &one, const std::string &other) {
   struct stat first = {};
   struct stat second = {};

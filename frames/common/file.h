@@ -46,6 +46,9 @@ class File {
 /// Whether a file of that name exists, whatever it is.
 bool file_exists(const std::string &path);
 
+/// Whether the name is that of a pipe, a terminal or the like, which can be read once and has no size.
+bool is_stream(const std::string &path);
+
 /// Whether both names are the same file. False when one does not exist.
 bool is_same_file(const std::string &one, const std::string &other);
 

@@ -26,8 +26,6 @@ int refuse_to_open(AVFormatContext *, AVIOContext **, const char *, int, AVDicti
 
 Demuxer::Demuxer(std::string name, std::vector<Part> parts, const char *format)
     : name_(std::move(name)), parts_(std::move(parts)) {
-  for (const Part &part : parts_)
-    files_.emplace_back(part.path);
   auto *buffer = static_cast<std::uint8_t *>(av_malloc(kIoBytes));
   if (buffer == nullptr) throw std::bad_alloc();
   io_.reset(avio_alloc_context(buffer, kIoBytes, 0, this, read_bytes, nullptr, seek_bytes));
@@ -78,18 +76,18 @@ bool Demuxer::next(AVPacket *packet) {
 
 int Demuxer::read_bytes(void *self, std::uint8_t *bytes, int count) try {
   auto &demuxer = *static_cast<Demuxer *>(self);
-  const auto &parts = demuxer.parts_;
-  for (std::size_t i = 0; i < parts.size(); ++i) {
-    const std::uint64_t end = parts[i].start + parts[i].bytes;
-    if (demuxer.place_ < parts[i].start || demuxer.place_ >= end) continue;
-    const std::uint64_t left = std::min<std::uint64_t>(static_cast<std::uint64_t>(count), end - demuxer.place_);
-    const std::span<std::uint8_t> room(bytes, static_cast<std::size_t>(left));
-    const std::size_t done = demuxer.files_[i].read_at(demuxer.place_ - parts[i].start, room);
-    if (done == 0) break;
-    demuxer.place_ += done;
-    return static_cast<int>(done);
+  const std::size_t index = part_at(demuxer.parts_, demuxer.place_);
+  const Part &part = demuxer.parts_[index];
+  const std::uint64_t within = demuxer.place_ - part.start;
+  if (within >= part.bytes) return AVERROR_EOF;
+  if (!demuxer.file_ || demuxer.open_ != index) {
+    demuxer.file_.emplace(part.path);
+    demuxer.open_ = index;
   }
-  return AVERROR_EOF;
+  const std::uint64_t left = std::min<std::uint64_t>(static_cast<std::uint64_t>(count), part.bytes - within);
+  const std::size_t done = demuxer.file_->read_at(within, {bytes, static_cast<std::size_t>(left)});
+  demuxer.place_ += done;
+  return done == 0 ? AVERROR_EOF : static_cast<int>(done);
 } catch (const Unusable &) {
   return AVERROR(EIO);
 }

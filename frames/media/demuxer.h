@@ -3,6 +3,7 @@
 #define ZEL_FRAMES_MEDIA_DEMUXER_H
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,8 +37,9 @@ class Demuxer {
 
   std::string name_;
   std::vector<Part> parts_;
-  std::vector<File> files_;
-  std::uint64_t place_ = 0;  ///< of the next byte, over all parts
+  std::optional<File> file_;  ///< the part that was read last
+  std::size_t open_ = 0;      ///< its index
+  std::uint64_t place_ = 0;   ///< of the next byte, over all parts
   IoPtr io_;
   InputPtr input_;
   AVStream *video_ = nullptr;

@@ -1,6 +1,8 @@
 // What is found out about a capture by looking at its bytes.
 #include "frames/model/capture.h"
 
+#include <algorithm>
+
 #include "formats/bitstream.h"
 
 namespace frames {
@@ -20,9 +22,24 @@ bool is_key(FrameReader &reader, formats::Codec codec, std::size_t frame, std::s
 
 }  // namespace
 
+std::size_t part_at(const std::vector<Part> &parts, std::uint64_t place) {
+  const auto behind = std::upper_bound(parts.begin(), parts.end(), place,
+                                       [](std::uint64_t wanted, const Part &part) { return wanted < part.start; });
+  return static_cast<std::size_t>(behind - parts.begin()) - 1;
+}
+
+std::size_t part_of(const Capture &capture, std::size_t frame) {
+  return part_at(capture.parts, capture.frames.offset[frame]);
+}
+
 void find_keys(Capture &capture) {
   FrameTable &frames = capture.frames;
   if (!capture.has_bytes() || !capture.codec || frames.key.any()) return;
+  if (*capture.codec == formats::Codec::kJpeg || formats::is_uncompressed(*capture.codec)) {
+    for (std::size_t i = 0; i < frames.count; ++i)
+      frames.key.set(i, 1);
+    return;
+  }
   const std::unique_ptr<FrameReader> reader = capture.open_bytes(capture);
   for (std::size_t i = 0; i < frames.count; ++i)
     frames.key.set(i, is_key(*reader, *capture.codec, i, frames.size[i]) ? 1 : 0);

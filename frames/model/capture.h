@@ -80,7 +80,10 @@ struct Capture {
   std::uint64_t raw_bytes() const { return parts.empty() ? 0 : parts.back().start + parts.back().bytes; }
 };
 
-/// The file in which a raw capture's frame begins, an index in its parts.
+/// The part that holds a byte of the stream, an index in `parts`; the last one for a byte behind all.
+std::size_t part_at(const std::vector<Part> &parts, std::uint64_t place);
+
+/// The part in which a raw capture's frame begins.
 std::size_t part_of(const Capture &capture, std::size_t frame);
 
 /// Finds the key frames in the bitstream, if the bytes are there and the source has not already. Reads the first bytes of

@@ -126,7 +126,7 @@ class RawReader : public FrameReader {
     std::size_t done = 0;
     while (done < size) {
       const std::uint64_t place = capture_.frames.offset[frame] + done;
-      const std::size_t part = part_at(place);
+      const std::size_t part = part_at(capture_.parts, place);
       open_part(part);
       const std::uint64_t within = place - capture_.parts[part].start;
       const std::uint64_t here = std::min<std::uint64_t>(size - done, capture_.parts[part].bytes - within);
@@ -137,12 +137,6 @@ class RawReader : public FrameReader {
       done += count;
     }
     return std::span(bytes_).first(size);
-  }
-
-  std::size_t part_at(std::uint64_t place) const {
-    const auto behind = std::upper_bound(capture_.parts.begin(), capture_.parts.end(), place,
-                                         [](std::uint64_t wanted, const Part &part) { return wanted < part.start; });
-    return static_cast<std::size_t>(behind - capture_.parts.begin()) - 1;
   }
 
   void open_part(std::size_t part) {
@@ -203,14 +197,6 @@ std::string sidecar_of(const CaptureOptions &options) {
 
 bool is_pattern(const std::string &name) {
   return parse_pattern(name).has_value();
-}
-
-std::size_t part_of(const Capture &capture, std::size_t frame) {
-  const std::uint64_t place = capture.frames.offset[frame];
-  std::size_t part = 0;
-  while (part + 1 < capture.parts.size() && capture.parts[part + 1].start <= place)
-    ++part;
-  return part;
 }
 
 Capture open_raw(const CaptureOptions &options) {

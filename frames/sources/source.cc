@@ -25,9 +25,8 @@ Capture open_by_kind(const CaptureOptions &options) {
   if (name == "-") return open_console(name);
   if (!file_exists(name) && is_pattern(name)) return open_raw(options);
   if (name.ends_with(formats::kSidecarSuffix)) return open_sidecar(options);
-  File file(name);                                    // fails here, by its own name, when it cannot be read
-  if (!file.is_regular()) return open_console(name);  // a pipe can be read once, so only as a text
-  if (file.size() == 0 && options.meta.empty() && !file_exists(name + std::string(formats::kSidecarSuffix))) {
+  if (is_stream(name)) return open_console(name);  // it can be read once, so only as a text
+  if (File(name).size() == 0 && options.meta.empty() && !file_exists(name + std::string(formats::kSidecarSuffix))) {
     unusable("{}: is empty", name);
   }
   if (is_ebml(name)) return open_container(options);
@@ -35,7 +34,10 @@ Capture open_by_kind(const CaptureOptions &options) {
   return open_raw(options);
 }
 
+/// Refuses options that could not do anything: who gives one counts on it.
 void forbid_unused(const CaptureOptions &options, const Capture &capture) {
+  const bool is_timed_by_rate = capture.kind == SourceKind::kRaw && !capture.has_sidecar;
+  if (options.fps && !is_timed_by_rate) unusable("{}: has times of its own, --fps is not needed", options.capture);
   if (!options.meta.empty() && !capture.has_sidecar) {
     unusable("{}: a {} takes no sidecar (--meta)", options.capture,
              capture.kind == SourceKind::kConsole ? "console text" : "sidecar");
