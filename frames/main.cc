@@ -4,6 +4,7 @@
 #include <iostream>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "frames/commands/command.h"
 #include "frames/common/unusable.h"
@@ -25,6 +26,11 @@ int fail(std::string text) {
   return frames::kExitUnusable;
 }
 
+std::string without_command(const std::vector<std::string> &words) {
+  return words.empty() ? "no command: zel-frames --help lists them"
+                       : words.front() + " is no command: zel-frames --help lists them";
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -38,7 +44,7 @@ int main(int argc, char **argv) {
     } catch (const CLI::Success &asked) {  // --help, --version
       return app->exit(asked);
     } catch (const CLI::ParseError &error) {
-      return fail(error.what());
+      return fail(app->get_subcommands().empty() ? without_command(app->remaining()) : error.what());
     }
     return run();
   } catch (const frames::ClosedPipe &) {

@@ -27,6 +27,8 @@ struct Command {
   const char *name;
   const char *purpose;        ///< one line
   Run (*add)(CLI::App &app);  ///< adds the command's options to its own parser
+  const char *job;            ///< what somebody wants who types the example; one line
+  const char *example;        ///< the arguments behind the command's name
 };
 
 Run add_list(CLI::App &app);

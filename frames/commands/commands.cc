@@ -4,14 +4,17 @@
 #include <system_error>
 
 #include "frames/commands/command.h"
+#include "frames/commands/help.h"
 #include "zel-version.h"
 
 namespace frames {
 namespace {
 
 constexpr std::array kCommands = {
-    Command{"list", "Print a row for every frame", add_list},
-    Command{"stats", "Measure rates, distances, latencies, sizes and gaps", add_stats},
+    Command{"list", "Print a row for every frame: type, time, place, size", add_list,
+            "Every frame as a table for a spreadsheet", "--csv cap.h264"},
+    Command{"stats", "Measure: lost frames, distances, latencies, sizes", add_stats,
+            "Which frames were lost, and how even are the times?", "cap.h264"},
 };
 
 constexpr std::array kFormats = {formats::Codec::kH264, formats::Codec::kH265, formats::Codec::kJpeg,
@@ -27,12 +30,39 @@ bool take_number(std::string_view &text, Number &number) {
   return true;
 }
 
-/// All names of codecs, as the help and messages list them.
-std::string codec_names() {
+constexpr std::string_view kCaptures = R"(CAPTURE is one of
+  cap.h264              a raw stream; cap.h264.meta beside it brings the times
+  'part%03d.h264'       a split one: the pattern given to --output, in quotes
+  cap.h264.meta         a sidecar alone
+  cap.mkv               a file of --mkv, or any other file with one video track
+  run.txt, -            what a run printed, in a file or on standard input
+)";
+
+constexpr std::string_view kStatuses = R"(Exit status:
+  0                     done, and good
+  1                     check found something that fails
+  2                     the capture or the command line cannot be used
+
+zel-frames COMMAND --help shows the options of a command.
+)";
+
+/// Names of codecs, as help and messages list them.
+std::string codec_names(std::string_view separator) {
   std::string names;
   for (const formats::Codec codec : kFormats)
-    names.append(names.empty() ? "" : ", ").append(formats::codec_name(codec));
+    names.append(names.empty() ? "" : separator).append(formats::codec_name(codec));
   return names;
+}
+
+std::string example_line(const Command &command) {
+  return std::string("zel-frames ") + command.name + " " + command.example + "\n";
+}
+
+std::string footer_of_all() {
+  std::string footer = std::string(kCaptures) + "\nExamples:\n";
+  for (const Command &command : kCommands)
+    footer.append("  ").append(command.job).append("\n    ").append(example_line(command));
+  return footer + "\n" + std::string(kStatuses);
 }
 
 void parse_size(std::string_view text, CaptureOptions &options) {
@@ -77,39 +107,42 @@ std::span<const Command> commands() {
 std::unique_ptr<CLI::App> make_app(Run &run) {
   auto app = std::make_unique<CLI::App>("Lists, measures, checks, repairs, cuts and converts what zel-client captured.",
                                         "zel-frames");
-  app->set_version_flag("--version", "zel-frames " ZEL_VERSION);
+  app->formatter(std::make_shared<HelpFormatter>());
+  app->set_help_flag("-h,--help", "Print this help");
+  app->set_version_flag("--version", "zel-frames " ZEL_VERSION, "Print the version");
+  app->footer(footer_of_all());
   app->require_subcommand(1);
-  app->get_formatter()->column_width(28);
   for (const Command &command : kCommands) {
     CLI::App *parser = app->add_subcommand(command.name, command.purpose);
+    parser->footer(std::string(command.job) + ":\n  " + example_line(command));
     parser->callback([&run, chosen = command.add(*parser)] { run = chosen; });
   }
   return app;
 }
 
 void add_capture_options(CLI::App &app, CaptureOptions &options) {
-  app.add_option(
-         "CAPTURE", options.capture,
-         "A raw stream, the pattern of a split one (part%03d.h264), a sidecar (.meta), a Matroska file or any other "
-         "video, a run's console text, or - for one on standard input")
-      ->required();
-  app.add_option("--meta", options.meta, "The sidecar, if it is not CAPTURE.meta")->type_name("FILE");
-  app.add_option("--log", options.log, "Join a run's console text, frame by frame")->type_name("FILE");
+  constexpr const char *kGroup = "How to read CAPTURE";
+  app.add_option("CAPTURE", options.capture, "What to read; zel-frames --help lists what it may be")->required();
+  app.add_option("--meta", options.meta, "The sidecar, if it is not CAPTURE.meta")->type_name("FILE")->group(kGroup);
+  app.add_option("--log", options.log, "Join a run's console text, frame by frame")->type_name("FILE")->group(kGroup);
   app.add_option_function<std::string>(
          "--format",
          [&options](const std::string &name) {
            options.format = formats::codec_named(name);
-           if (!options.format) throw CLI::ValidationError("--format", name + " is none of " + codec_names());
+           if (!options.format) throw CLI::ValidationError("--format", name + " is none of " + codec_names(", "));
          },
-         "What the raw stream is: " + codec_names())
-      ->type_name("FORMAT");
+         "What the raw stream is, if its bytes do not say it")
+      ->type_name(codec_names("|"))
+      ->group(kGroup);
   app.add_option_function<std::string>(
-         "--size", [&options](const std::string &text) { parse_size(text, options); }, "Size of uncompressed frames")
-      ->type_name("WxH");
+         "--size", [&options](const std::string &text) { parse_size(text, options); }, "Size of uncompressed pictures")
+      ->type_name("WxH")
+      ->group(kGroup);
   app.add_option_function<std::string>(
          "--fps", [&options](const std::string &text) { options.fps = parse_rate(text); },
          "Frames a second of a raw stream without times")
-      ->type_name("F");
+      ->type_name("F")
+      ->group(kGroup);
 }
 
 void add_position_option(CLI::App &app, const std::string &name, std::optional<Position> &position,
