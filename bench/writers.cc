@@ -1,30 +1,36 @@
-// The client's writers against write(2), in one process on the stub libzel. Prints a line for each comparison: name, ours
-// and the peer in nanoseconds of processor time a frame, the median of the rounds' ratios and of their differences.
+// The client's writers and their peers in one process, on the stub libzel.
 //
-//     writers raw FOLDER NAME        one frame size, of ZEL_STUB_SIZE
-//     writers mkv FOLDER NAME        the stream of ZEL_STUB_STREAM
-//     writers report FOLDER NAME     the same, with report line and sidecar against Matroska alone
-//     writers arrival FOLDER NAME    prints how many frames at most wait for the file, and a cluster's mean length
+//     writers raw FOLDER        the raw writer against write(2) of the same bytes
+//     writers matroska FOLDER   the Matroska writer against write(2) of the same bytes
+//     writers packets FOLDER    the Matroska writer against libavformat given the same packets
+//     writers sidecar FOLDER    the sidecar against write(2) of its records
+//     writers report FOLDER     timing a frame and printing its line to a file; no peer, which counts as 0
 //
-// A number behind the name is that of the rounds.
+// prints ours and the peer in nanoseconds of processor time a frame, then the median of the rounds' ratios and that of
+// their differences. What fetching a frame takes is part of both sides in `raw`, and of neither in the others.
+//
+//     writers arrival FOLDER
+//
+// prints how many frames at most wait until they are in the Matroska file, and how many a cluster has on average.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
+#include <map>
 #include <string>
-#include <string_view>
 
 #include "capture/raw_output.h"
 #include "capture/stream.h"
 #include "common/owned.h"
 #include "console/frame_stats.h"
 #include "console/report_line.h"
+#include "formats/sidecar.h"
 #include "output/meta_file.h"
 #include "output/mkv_writer.h"
+#include "packet_file.h"
+#include "pictures.h"
 #include "rounds.h"
 #include "settings/client_options.h"
 #include "zel/zel.h"
@@ -32,19 +38,22 @@
 namespace {
 
 constexpr int kBuffers = 5;
+constexpr int kRounds = 25;
+constexpr int kMatroskaFrames = 4000;
+constexpr int kSmallWrites = 20'000;   ///< frames of a round where each is a few bytes
+constexpr gsize kRawBytes = 64 << 20;  ///< of a round
 
-int rounds = 25;
-std::string folder;
+Pictures *pictures = nullptr;  ///< what the stub delivers
+std::string ours_name;         ///< the files that are written
+std::string peer_name;
 
-[[noreturn]] void fail(const char *what) {
+void require(bool worked, const char *what) {
+  if (worked) return;
   std::perror(what);
   std::exit(1);
 }
 
-void require(bool worked, const char *what) {
-  if (!worked) fail(what);
-}
-
+/// The stream begins anew, with its first picture.
 void open_stream() {
   stream.reset(zel_stream_new(nullptr, nullptr, nullptr));
   for (int i = 0; i < kBuffers; ++i) {
@@ -65,133 +74,151 @@ double each_frame(int count, Use use) {
   return static_cast<double>(processor_time() - start) / count;
 }
 
-double fetch_time(int count) {
-  return each_frame(count, [](zel_frame *, int) {});
+/// The same without what fetching and handing back take.
+template <typename Use>
+double each_fetched_frame(int count, Use use) {
+  const double time = each_frame(count, use);
+  return time - each_frame(count, [](zel_frame *, int) {});
 }
 
-void print(const char *name, const SideBySide &result) {
-  std::printf("%s %.1f %.1f %.4f %.1f\n", name, result.ours, result.peer, result.ratio, result.difference);
+/// Calls `write_one` with the numbers below `count`. Returns the processor time a call.
+template <typename WriteOne>
+double each_number(int count, WriteOne write_one) {
+  const std::int64_t start = processor_time();
+  for (int i = 0; i < count; ++i)
+    write_one(i);
+  return static_cast<double>(processor_time() - start) / count;
 }
 
-std::string in_folder(const char *name) {
-  return folder + "/" + name;
+const Picture &picture_of(int number) {
+  return pictures->pictures[static_cast<gsize>(number) % pictures->count];
 }
 
-/// Writes the frames with nothing around them.
-double plain_writes(const std::string &file_name, int count) {
-  (void)unlink(file_name.c_str());
-  int file = -1;
-  const double time = each_frame(count, [&](zel_frame *frame, int number) {
-    if (number == 0) file = open(file_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    const zel_chunk chunk = zel_frame_take_chunk(frame, nullptr);
-    require(write(file, chunk.data, chunk.size) == static_cast<ssize_t>(chunk.size), "write");
-  });
-  (void)close(file);
-  (void)unlink(file_name.c_str());
-  return time;
-}
+/// An empty file, closed and removed with the object.
+class PlainFile {
+ public:
+  PlainFile() : descriptor_(open(peer_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
+    require(descriptor_ >= 0, "open");
+  }
+  ~PlainFile() {
+    (void)close(descriptor_);
+    (void)unlink(peer_name.c_str());
+  }
+  PlainFile(const PlainFile &) = delete;
+  PlainFile &operator=(const PlainFile &) = delete;
 
-double raw_writes(const std::string &file_name, int count) {
-  (void)unlink(file_name.c_str());
-  const double time = each_frame(
-      count, [](zel_frame *frame, int number) { require(write_raw_frame(frame, number, 1, nullptr), "raw output"); });
-  close_raw_output();
-  (void)unlink(file_name.c_str());
-  return time;
-}
+  void write(const void *data, std::size_t size) const {
+    require(::write(descriptor_, data, size) == static_cast<ssize_t>(size), "write");
+  }
 
-void compare_raw(const char *name) {
-  const std::string file_name = in_folder("raw");
-  client_options.output = file_name.c_str();
-  client_options.split_nframes = G_MAXINT32;  // every round begins with frame 0, which opens the file anew
-  const char *size = std::getenv("ZEL_STUB_SIZE");
-  const int count = std::max(8, static_cast<int>((64 << 20) / std::strtoul(size != nullptr ? size : "1", nullptr, 10)));
-  print(name,
-        measure(
-            rounds, [&] { return raw_writes(file_name, count); }, [&] { return plain_writes(file_name, count); }));
-}
-
-constexpr int kMatroskaFrames = 4000;
-
-/// The stream begins anew, with a key frame.
-void begin_matroska(const std::string &file_name) {
-  open_stream();
-  require(mkv_create(file_name.c_str(), 0, 1920, 1080, nullptr, 30), "mkv_create");
-  // The header is the first frame's: it is no part of what a frame costs.
-  each_frame(1, [](zel_frame *frame, int) { require(mkv_write_frame(frame, nullptr), "mkv_write_frame"); });
-}
-
-double matroska_writes(const std::string &file_name) {
-  begin_matroska(file_name);
-  const double time = each_frame(
-      kMatroskaFrames, [](zel_frame *frame, int) { require(mkv_write_frame(frame, nullptr), "mkv_write_frame"); });
-  require(mkv_finalize(nullptr), "mkv_finalize");
-  (void)unlink(file_name.c_str());
-  return time;
-}
-
-/// What a run writes besides the frames.
-struct Extras {
-  bool lines = false;
-  bool sidecar = false;
-  int plain = -1;  ///< a descriptor: a record's bytes are written to it, with nothing around it
+ private:
+  int descriptor_;
 };
 
-constexpr ssize_t kRecordBytes = 24;
+SideBySide compare_raw() {
+  client_options.output = ours_name.c_str();
+  client_options.split_nframes = G_MAXINT32;  // every round begins with frame 0, which opens the file anew
+  const int count = std::max(8, static_cast<int>(kRawBytes / pictures->pictures[0].size));
+  const auto ours = [&] {
+    const double time = each_frame(
+        count, [](zel_frame *frame, int number) { require(write_raw_frame(frame, number, 1, nullptr), "raw output"); });
+    close_raw_output();
+    (void)unlink(ours_name.c_str());
+    return time;
+  };
+  const auto peer = [&] {
+    const PlainFile file;
+    return each_frame(count, [&](zel_frame *frame, int) {
+      const zel_chunk chunk = zel_frame_take_chunk(frame, nullptr);
+      file.write(chunk.data, chunk.size);
+    });
+  };
+  return measure(kRounds, ours, peer);
+}
 
-double matroska_with(Extras extras, const std::string &file_name, const std::string &output_name) {
-  begin_matroska(file_name);
-  const std::array<char, kRecordBytes> record{};
-  if (extras.sidecar) require(meta_open(output_name.c_str(), nullptr), "meta_open");
-  const double time = each_frame(kMatroskaFrames, [&](zel_frame *frame, int) {
-    if (extras.lines) {
-      const FrameTiming timing = time_frame(frame);
-      report_frame(frame, timing, 0);
-      finish_frame_timing(frame, timing);
-    }
-    require(mkv_write_frame(frame, nullptr), "mkv_write_frame");
-    if (extras.sidecar) require(meta_write_entry(frame, nullptr), "meta_write_entry");
-    if (extras.plain >= 0) require(write(extras.plain, record.data(), record.size()) == kRecordBytes, "write");
-  });
-  if (extras.sidecar) require(meta_close(nullptr), "meta_close");
+void write_matroska_frame(zel_frame *frame, int) {
+  require(mkv_write_frame(frame, nullptr), "mkv_write_frame");
+}
+
+/// Opens the file and writes a first frame: with it goes the header, which is no part of what a frame costs.
+void begin_matroska() {
+  open_stream();
+  require(mkv_create(ours_name.c_str(), pictures->format, 1920, 1080, nullptr, 30), "mkv_create");
+  each_frame(1, write_matroska_frame);
+}
+
+void end_matroska() {
   require(mkv_finalize(nullptr), "mkv_finalize");
-  (void)unlink(file_name.c_str());
-  (void)unlink((output_name + ".meta").c_str());
+  (void)unlink(ours_name.c_str());
+}
+
+double matroska_writes() {
+  begin_matroska();
+  const double time = each_fetched_frame(kMatroskaFrames, write_matroska_frame);
+  end_matroska();
   return time;
 }
 
-void compare_matroska(const char *name) {
-  const std::string file_name = in_folder("ours.mkv");
-  const std::string plain_name = in_folder("plain");
-  print(name, measure(
-                  rounds, [&] { return matroska_writes(file_name) - fetch_time(kMatroskaFrames); },
-                  [&] { return plain_writes(plain_name, kMatroskaFrames) - fetch_time(kMatroskaFrames); }));
+SideBySide compare_matroska() {
+  return measure(kRounds, matroska_writes, [] {
+    const PlainFile file;
+    return each_number(kMatroskaFrames, [&](int number) {
+      const Picture &picture = picture_of(number + 1);
+      file.write(picture.data, picture.size);
+    });
+  });
 }
 
-/// The report lines go to a file, as they do in a script.
-void compare_report(const char *name) {
-  const std::string file_name = in_folder("ours.mkv");
-  const std::string output_name = in_folder("ours");
-  const std::string lines_name = in_folder("lines");
-  FILE *results = fdopen(dup(STDOUT_FILENO), "w");
-  require(results != nullptr && std::freopen(lines_name.c_str(), "w", stdout) != nullptr, "freopen");
-  const auto compare = [&](const char *what, Extras extras) {
-    const SideBySide result = measure(
-        rounds, [&] { return matroska_with(extras, file_name, output_name); },
-        [&] { return matroska_with({}, file_name, output_name); });
-    (void)std::fprintf(results, "%s-%s %.1f %.1f %.4f %.1f\n", name, what, result.ours, result.peer, result.ratio,
-                       result.difference);
+SideBySide compare_packets() {
+  return measure(kRounds, matroska_writes, [] {
+    PacketFile file(peer_name.c_str(), pictures->format, picture_of(0));
+    file.write(picture_of(0), picture_time(0));
+    const double time = each_number(kMatroskaFrames, [&](int number) {
+      file.write(picture_of(number + 1), picture_time(static_cast<guint64>(number) + 1));
+    });
+    file.finish();
+    (void)unlink(peer_name.c_str());
+    return time;
+  });
+}
+
+SideBySide compare_sidecar() {
+  const auto ours = [] {
+    require(meta_open(ours_name.c_str(), nullptr), "meta_open");
+    const double time = each_fetched_frame(
+        kSmallWrites, [](zel_frame *frame, int) { require(meta_write_entry(frame, nullptr), "meta_write_entry"); });
+    require(meta_close(nullptr), "meta_close");
+    (void)unlink((ours_name + ".meta").c_str());
+    return time;
   };
-  compare("lines", {.lines = true});
-  compare("sidecar", {.sidecar = true});
-  const std::string plain_name = in_folder("plain");
-  const int plain = open(plain_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  compare("system-call", {.plain = plain});
-  (void)close(plain);
-  (void)unlink(plain_name.c_str());
-  compare("both", {.lines = true, .sidecar = true});
-  (void)std::fclose(results);
-  (void)unlink(lines_name.c_str());
+  const auto peer = [] {
+    const PlainFile file;
+    return each_fetched_frame(kSmallWrites, [&](zel_frame *frame, int) {
+      const auto record = formats::sidecar_record_bytes({
+          .frame_type = zel_frame_get_frame_type(frame),
+          .time_us = zel_frame_get_timestamp(frame),
+          .size = static_cast<std::uint32_t>(zel_frame_get_size(frame)),
+          .header_size = static_cast<std::uint32_t>(zel_frame_get_header_size(frame)),
+      });
+      file.write(record.data(), record.size());
+    });
+  };
+  return measure(kRounds, ours, peer);
+}
+
+SideBySide measure_report() {
+  require(std::freopen(ours_name.c_str(), "w", stdout) != nullptr, "freopen");
+  const auto ours = [] {
+    std::rewind(stdout);
+    return each_fetched_frame(kSmallWrites, [](zel_frame *frame, int) {
+      const FrameTiming timing = time_frame(frame);
+      report_frame(frame, timing, pictures->format);
+      finish_frame_timing(frame, timing);
+    });
+  };
+  const SideBySide result = measure(kRounds, ours, [] { return 0.0; });
+  (void)unlink(ours_name.c_str());
+  return result;
 }
 
 off_t size_of(const std::string &file_name) {
@@ -201,46 +228,49 @@ off_t size_of(const std::string &file_name) {
 }
 
 /// The file grows when a cluster is complete: with the frame that begins the next one.
-void watch_arrival(const char *name) {
-  const std::string file_name = in_folder("ours.mkv");
-  begin_matroska(file_name);
-  off_t size = size_of(file_name);
+void watch_arrival() {
+  begin_matroska();
+  off_t size = size_of(ours_name);
   int waiting = 0;
   int most = 0;
   int clusters = 0;
-  each_frame(kMatroskaFrames, [&](zel_frame *frame, int) {
-    require(mkv_write_frame(frame, nullptr), "mkv_write_frame");
+  each_frame(kMatroskaFrames, [&](zel_frame *frame, int number) {
+    write_matroska_frame(frame, number);
     ++waiting;
-    if (size_of(file_name) == size) return;
-    size = size_of(file_name);
+    if (size_of(ours_name) == size) return;
+    size = size_of(ours_name);
     most = std::max(most, waiting);
     waiting = 0;
     ++clusters;
   });
-  require(mkv_finalize(nullptr), "mkv_finalize");
-  (void)unlink(file_name.c_str());
-  std::printf("%s %d %.2f\n", name, most, clusters > 0 ? double{kMatroskaFrames} / clusters : 0.0);
+  end_matroska();
+  std::printf("%d %.2f\n", most, clusters > 0 ? double{kMatroskaFrames} / clusters : 0.0);
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc != 4 && argc != 5) return 2;
-  if (argc == 5) rounds = static_cast<int>(std::strtol(argv[4], nullptr, 10));
-  const std::string_view what = argv[1];
-  folder = argv[2];
+  const std::map<std::string, SideBySide (*)()> comparisons = {{"raw", compare_raw},
+                                                               {"matroska", compare_matroska},
+                                                               {"packets", compare_packets},
+                                                               {"sidecar", compare_sidecar},
+                                                               {"report", measure_report}};
+  if (argc != 3) return 2;
+  ours_name = std::string(argv[2]) + "/ours";
+  peer_name = std::string(argv[2]) + "/peer";
+  pictures = load_pictures();
   open_stream();
-  if (what == "raw") {
-    compare_raw(argv[3]);
-  } else if (what == "mkv") {
-    compare_matroska(argv[3]);
-  } else if (what == "report") {
-    compare_report(argv[3]);
-  } else if (what == "arrival") {
-    watch_arrival(argv[3]);
+  if (const auto found = comparisons.find(argv[1]); found != comparisons.end()) {
+    FILE *results = fdopen(dup(STDOUT_FILENO), "w");  // one comparison writes to standard output
+    const SideBySide result = found->second();
+    (void)std::fprintf(results, "%.1f %.1f %.4f %.1f\n", result.ours, result.peer, result.ratio, result.difference);
+    (void)std::fclose(results);
+  } else if (argv[1] == std::string("arrival")) {
+    watch_arrival();
   } else {
     return 2;
   }
   stream.reset();
+  free_pictures(pictures);
   return 0;
 }

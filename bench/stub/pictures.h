@@ -27,6 +27,11 @@ typedef struct {
   guint32 format; /**< as zel_format_get_type() numbers them: 0 H.264, 2 JPEG */
 } Pictures;
 
+/** When the stub libzel captures the frame of that number, in us: a frame period of 30 frames a second apart. */
+static inline gint64 picture_time(guint64 number) {
+  return (gint64)(1000000 + number * 33333);
+}
+
 /** Reads the pictures. The caller frees them with free_pictures(). Ends the process with a message when it cannot. */
 Pictures *load_pictures(void);
 

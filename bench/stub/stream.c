@@ -12,8 +12,6 @@ enum {
   kWidth = 1920,
   kHeight = 1080,
   kFrameRate = 30,
-  kPeriod = 33333,           /* µs */
-  kFirstTimestamp = 1000000, /* µs */
   kCapacity = 1920 * 1080 * 3 / 2,
   kStreamEnded = 5, /* error code */
 };
@@ -153,7 +151,7 @@ zel_buffer *zel_stream_get_buffer(zel_stream *stream, GError **error) {
   zel_buffer *buffer = dequeue(stream);
   buffer->sequence = stream->sequence++;
   buffer->picture = &stream->pictures->pictures[buffer->sequence % stream->pictures->count];
-  buffer->timestamp = kFirstTimestamp + (guint64)buffer->sequence * kPeriod;
+  buffer->timestamp = (guint64)picture_time(buffer->sequence);
   buffer->taken = FALSE;
   return buffer;
 }
