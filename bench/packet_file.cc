@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "output/cue_text.h"
+#include "formats/cue_text.h"
 
 extern "C" {
 #include <libavutil/dict.h>
@@ -88,7 +88,7 @@ void PacketFile::write(const Picture &picture, std::int64_t time) {
   packet_->flags = picture.key ? AV_PKT_FLAG_KEY : 0;
   put(kVideo, time);
 
-  const std::string text = cue_text(time);
+  const std::string text = formats::cue_text(time);
   require(av_new_packet(packet_.get(), static_cast<int>(text.size())) >= 0, "an allocation");
   std::memcpy(packet_->data, text.data(), text.size());
   std::uint8_t *settings = av_packet_new_side_data(packet_.get(), AV_PKT_DATA_WEBVTT_SETTINGS, kCueSettings.size());

@@ -1,5 +1,5 @@
-// A Matroska file written straight with libavformat: what the client's writer is measured against. Given the same frames
-// it makes the same file, with the same packets.
+// A Matroska file written straight with libavformat: what the client's writer is measured against. It gives libavformat
+// the same packets for the same frames, and nothing else.
 #ifndef ZEL_BENCH_PACKET_FILE_H
 #define ZEL_BENCH_PACKET_FILE_H
 

@@ -1,4 +1,4 @@
-// What a frame is made of, piece by piece: microbenchmarks that explain the figures of the table. Needs the stub libzel.
+// Microbenchmarks of the pieces of a frame's time, on the stub libzel; they explain the figures of scripts/bench.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,4 +1,5 @@
-// The peer of the client's sleep after every frame: sleeps COUNT sleeps so many times for 0 us, with the least timer slack.
+// The peer of the client's sleep after every frame: sleeps COUNT sleeps for 0 us so many times, with the least timer
+// slack.
 #include <sys/prctl.h>
 #include <unistd.h>
 

@@ -62,7 +62,8 @@ void open_stream() {
   }
 }
 
-/// Fetches `count` frames, calls `use` with each and its number, and hands them back. Returns the processor time a frame.
+/// Fetches `count` frames, calls `use` with each and its number, and hands them back. Returns the processor time a
+/// frame.
 template <typename Use>
 double each_frame(int count, Use use) {
   const std::int64_t start = processor_time();

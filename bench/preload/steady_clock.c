@@ -1,5 +1,5 @@
-/* Preloaded into the client: the clock starts with the process, and each reading is a frame period of 30 frames a second
- * later than the one before, so that two runs see the same times. */
+/* Preloaded into the client: the clock starts with the process, and each reading of the monotonic clock is a frame
+ * period of 30 frames a second later than the one before, so that two runs see the same times. */
 #include <sys/time.h>
 #include <time.h>
 
