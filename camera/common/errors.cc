@@ -4,28 +4,30 @@
 
 #include <cstdarg>
 
-namespace camera {
 namespace {
 
 /// What every error of the domain carries besides code and message.
-struct ErrorExtra {
+struct ZelErrorPrivate {
   gboolean expected;
 };
 
-/// GLib keeps the extra data right in front of the error, its size rounded up to two machine words.
-constexpr gsize kAlignment = 2 * sizeof(gsize);
-constexpr gsize kExtraSize = (sizeof(ErrorExtra) + kAlignment - 1) / kAlignment * kAlignment;
-
-ErrorExtra *extra_of(const GError *error) {
-  return reinterpret_cast<ErrorExtra *>(reinterpret_cast<guint8 *>(const_cast<GError *>(error)) - kExtraSize);
+void camera_error_private_init(ZelErrorPrivate *extra) {
+  extra->expected = FALSE;
 }
 
-GQuark register_domain() {
-  return g_error_domain_register_static(
-      "zel-error-quark", sizeof(ErrorExtra), [](GError *error) { extra_of(error)->expected = FALSE; },
-      [](const GError *source, GError *copy) { extra_of(copy)->expected = extra_of(source)->expected; },
-      [](GError *) {});
+void camera_error_private_copy(const ZelErrorPrivate *source, ZelErrorPrivate *copy) {
+  *copy = *source;
 }
+
+void camera_error_private_clear(ZelErrorPrivate *) {}
+
+}  // namespace
+
+static GQuark camera_error_quark();
+G_DEFINE_EXTENDED_ERROR(ZelError, camera_error)
+
+namespace camera {
+namespace {
 
 GError *make(gint code, const char *format, va_list arguments) {
   return g_error_new_valist(error_domain(), code, format, arguments);
@@ -34,8 +36,7 @@ GError *make(gint code, const char *format, va_list arguments) {
 }  // namespace
 
 GQuark error_domain() {
-  static const GQuark domain = register_domain();
-  return domain;
+  return camera_error_quark();
 }
 
 bool fail(GError **error, gint code, const char *format, ...) {
@@ -53,13 +54,13 @@ bool fail_expected(GError **error, gint code, const char *format, ...) {
   va_start(arguments, format);
   GError *made = make(code, format, arguments);
   va_end(arguments);
-  extra_of(made)->expected = TRUE;
+  camera_error_get_private(made)->expected = TRUE;
   g_propagate_error(error, made);
   return false;
 }
 
 bool is_expected(const GError *error) {
-  return error != nullptr && error->domain == error_domain() && extra_of(error)->expected != FALSE;
+  return error != nullptr && error->domain == error_domain() && camera_error_get_private(error)->expected != FALSE;
 }
 
 }  // namespace camera

@@ -11,59 +11,34 @@ namespace {
 constexpr double kAny = std::numeric_limits<std::uint32_t>::max();
 constexpr const char *kNoEffect = "No effect in software.";
 
+/// A setting whose other fields are to be filled in. Without an `effect` it has none.
+constexpr Setting setting(const char *key, Kind kind, const char *preset, const char *effect) {
+  return {.key = key,
+          .kind = kind,
+          .preset = preset,
+          .acts = effect != nullptr,
+          .effect = effect != nullptr ? effect : kNoEffect};
+}
 constexpr Setting boolean(const char *key, const char *preset, const char *effect) {
-  return {key,
-          Kind::kBoolean,
-          0,
-          1,
-          nullptr,
-          {},
-          nullptr,
-          preset,
-          nullptr,
-          effect != nullptr,
-          effect != nullptr ? effect : kNoEffect};
+  return setting(key, Kind::kBoolean, preset, effect);
 }
 constexpr Setting number(const char *key, double minimum, double maximum, const char *preset, const char *effect) {
-  return {key,
-          Kind::kUnsigned,
-          minimum,
-          maximum,
-          nullptr,
-          {},
-          nullptr,
-          preset,
-          nullptr,
-          effect != nullptr,
-          effect != nullptr ? effect : kNoEffect};
+  Setting made = setting(key, Kind::kUnsigned, preset, effect);
+  made.minimum = minimum;
+  made.maximum = maximum;
+  return made;
 }
 template <std::size_t kCount>
 constexpr Setting choice(const char *key, const std::array<Choice, kCount> &choices, const char *preset,
                          const char *effect) {
-  return {key,
-          Kind::kChoice,
-          0,
-          kAny,
-          nullptr,
-          choices,
-          nullptr,
-          preset,
-          nullptr,
-          effect != nullptr,
-          effect != nullptr ? effect : kNoEffect};
+  Setting made = setting(key, Kind::kChoice, preset, effect);
+  made.choices = choices;
+  return made;
 }
 constexpr Setting text(const char *key, const char *words, const char *preset, const char *effect) {
-  return {key,
-          Kind::kText,
-          0,
-          0,
-          nullptr,
-          {},
-          words,
-          preset,
-          nullptr,
-          effect != nullptr,
-          effect != nullptr ? effect : kNoEffect};
+  Setting made = setting(key, Kind::kText, preset, effect);
+  made.words = words;
+  return made;
 }
 constexpr Setting with_zero(Setting setting, const char *zero) {
   setting.zero = zero;

@@ -18,15 +18,15 @@ enum class Kind { kBoolean, kUnsigned, kDouble, kChoice, kText, kWords, kPair, k
 struct Setting {
   const char *key;
   Kind kind;
-  double minimum;  ///< of every component of a pair, triple or quad
-  double maximum;
-  const char *zero;                 ///< what 0 means when it is accepted outside the range; null: it is not
-  std::span<const Choice> choices;  ///< of a kChoice
-  const char *words;                ///< accepted words of a kText or kWords, separated by spaces; null: any text
-  const char *preset;               ///< the default as a text; null: absent unless asked for
-  const char *derived;              ///< how the default is found when it depends on other settings; null: it does not
-  bool acts;                        ///< whether it changes what the camera delivers
-  const char *effect;
+  double minimum = 0;  ///< of a number, and of every component of a pair, triple or quad
+  double maximum = 0;
+  const char *zero = nullptr;         ///< what 0 means when it is accepted outside the range; null: it is not
+  std::span<const Choice> choices{};  ///< of a kChoice
+  const char *words = nullptr;        ///< accepted words of a kText or kWords, separated by spaces; null: any text
+  const char *preset = nullptr;       ///< the default as a text; null: absent unless asked for
+  const char *derived = nullptr;      ///< how the default is found when it depends on other settings; null: it does not
+  bool acts = false;                  ///< whether it changes what the camera delivers
+  const char *effect = nullptr;
 };
 
 /// All settings in the order in which they are documented.
