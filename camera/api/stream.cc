@@ -98,7 +98,9 @@ Ref<zel_stream> make_stream(Session &session, const Values &request, GError **er
     (void)fail_with(EINVAL, error, kErrorKeyFile, session.problem.c_str());
     return nullptr;
   }
-  std::optional<Assembly> assembly = assemble(session.config, request, error);
+  auto queue = std::make_shared<FrameQueue>();
+  std::optional<Assembly> assembly =
+      assemble(session.config, request, [queue] { return queue->is_stopping(); }, error);
   if (!assembly) {
     errno = EINVAL;
     return nullptr;
@@ -109,7 +111,7 @@ Ref<zel_stream> make_stream(Session &session, const Values &request, GError **er
   state.settings = std::move(assembly->grant.settings);
   state.plan = assembly->grant.plan;
   state.capacity = assembly->capacity;
-  state.queue = std::make_shared<FrameQueue>();
+  state.queue = std::move(queue);
   state.engine = std::make_unique<Engine>(session.config, state.plan, state.number, state.capacity, session.log,
                                           *state.queue, std::move(assembly->producer));
   state.session = &session;

@@ -2,6 +2,8 @@
 #ifndef ZEL_CAMERA_AV_H
 #define ZEL_CAMERA_AV_H
 
+#include <cstdint>  // FFmpeg's headers need its macros
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavfilter/avfilter.h>

@@ -1,4 +1,6 @@
 // H.264, H.265, AV1 and JPEG through libavcodec.
+#include "encoder/encoder.h"
+
 extern "C" {
 #include <libavutil/opt.h>
 }
@@ -7,7 +9,6 @@ extern "C" {
 #include <cmath>
 
 #include "common/av_messages.h"
-#include "encoder/encoder.h"
 #include "formats/bitstream.h"
 
 namespace camera {

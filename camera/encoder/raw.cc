@@ -1,11 +1,11 @@
 // Uncompressed frames: the picture's planes one after the other, rows padded as "simd.align" says.
+#include "encoder/encoder.h"
+
 extern "C" {
 #include <libavutil/imgutils.h>
 }
 
 #include <algorithm>
-
-#include "encoder/encoder.h"
 
 namespace camera {
 namespace {

@@ -1,11 +1,11 @@
 // Pictures from a libavfilter graph, and the scenes that the camera draws with one.
+#include "picture/source.h"
+
 extern "C" {
 #include <libavfilter/buffersink.h>
 }
 
 #include <utility>
-
-#include "picture/source.h"
 
 namespace camera {
 namespace {
@@ -72,14 +72,14 @@ std::unique_ptr<Source> open_drawn_source(const Plan &plan) {
                     std::to_string(plan.rate_denominator));
 }
 
-std::unique_ptr<Source> open_configured_source(const CameraConfig &config) {
+std::unique_ptr<Source> open_configured_source(const CameraConfig &config, StopCheck is_stopping) {
   switch (config.source) {
     case SourceKind::kGraph:
       return open_graph(config.source_text);
     case SourceKind::kFile:
       return open_file(config.source_text);
     case SourceKind::kDevice:
-      return open_device(config.source_text);
+      return open_device(config.source_text, std::move(is_stopping));
     case SourceKind::kTestPicture:
       break;
   }

@@ -1,4 +1,6 @@
 // Pictures from a video file or a capture device, through libavformat and a decoder.
+#include "picture/source.h"
+
 extern "C" {
 #include <libavdevice/avdevice.h>
 }
@@ -7,8 +9,6 @@ extern "C" {
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include "picture/source.h"
 
 namespace camera {
 namespace {
@@ -37,8 +37,8 @@ class InputSource : public Source {
  protected:
   explicit InputSource(std::string path) : path_(std::move(path)) {}
 
-  /// `format` names the demuxer of a device, which does not wait for pictures and has until `give_up` for the first;
-  /// null for a file.
+  /// Opens the input, anew if it is open: what was open stays so when that fails. `format` names the demuxer of a
+  /// device, which does not wait for pictures and has until `give_up` for the first; null for a file.
   void open(const char *format, Clock::time_point give_up = {}) {
     const AVInputFormat *demuxer = nullptr;
     AVFormatContext *opened = nullptr;
@@ -51,19 +51,20 @@ class InputSource : public Source {
       opened->flags |= AVFMT_FLAG_NONBLOCK;
       opened->interrupt_callback = {is_late, &give_up};
     }
-    decoder_.reset();
     av_check(avformat_open_input(&opened, path_.c_str(), demuxer, nullptr), path_);
-    input_.reset(opened);
-    av_check(avformat_find_stream_info(input_.get(), nullptr), path_);
-    input_->interrupt_callback = {};
+    AvInput input(opened);
+    av_check(avformat_find_stream_info(input.get(), nullptr), path_);
+    input->interrupt_callback = {};
     const AVCodec *codec = nullptr;
-    const int index = av_check(av_find_best_stream(input_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0), path_);
-    stream_ = input_->streams[index];
-    decoder_.reset(avcodec_alloc_context3(codec));
-    if (decoder_ == nullptr) throw std::bad_alloc();
-    av_check(avcodec_parameters_to_context(decoder_.get(), stream_->codecpar), path_);
-    decoder_->thread_count = 1;
-    av_check(avcodec_open2(decoder_.get(), codec, nullptr), path_);
+    const int index = av_check(av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0), path_);
+    AvCodecContext decoder(avcodec_alloc_context3(codec));
+    if (decoder == nullptr) throw std::bad_alloc();
+    av_check(avcodec_parameters_to_context(decoder.get(), input->streams[index]->codecpar), path_);
+    decoder->thread_count = 1;
+    av_check(avcodec_open2(decoder.get(), codec, nullptr), path_);
+    stream_ = input->streams[index];
+    input_ = std::move(input);
+    decoder_ = std::move(decoder);
   }
 
   /// The next picture that the decoder has; null when it wants more (`ended` false) or is at its end.
@@ -135,8 +136,8 @@ class FileSource : public InputSource {
 /// A device captures by itself: what it captured while nobody looked is out of date.
 class DeviceSource : public InputSource {
  public:
-  DeviceSource(std::string path, std::chrono::milliseconds patience)
-      : InputSource(std::move(path)), patience_(patience) {
+  DeviceSource(std::string path, StopCheck is_stopping, std::chrono::milliseconds patience)
+      : InputSource(std::move(path)), is_stopping_(std::move(is_stopping)), patience_(patience) {
     open("video4linux2", Clock::now() + patience);
   }
 
@@ -164,6 +165,7 @@ class DeviceSource : public InputSource {
     std::vector<AvPacket> packets;
     AvPacket packet = new_packet();
     for (std::size_t count = 0; count < kMost;) {
+      if (is_stopping_()) throw Stopped();
       const int status = read(*packet);
       if (status == 0) {
         if (is_intra_only()) packets.clear();
@@ -179,6 +181,7 @@ class DeviceSource : public InputSource {
     return packets;
   }
 
+  StopCheck is_stopping_;
   std::chrono::milliseconds patience_;
 };
 
@@ -188,8 +191,9 @@ std::unique_ptr<Source> open_file(const std::string &path) {
   return std::make_unique<FileSource>(path);
 }
 
-std::unique_ptr<Source> open_device(const std::string &path, std::chrono::milliseconds patience) {
-  return std::make_unique<DeviceSource>(path, patience);
+std::unique_ptr<Source> open_device(const std::string &path, StopCheck is_stopping,
+                                    std::chrono::milliseconds patience) {
+  return std::make_unique<DeviceSource>(path, std::move(is_stopping), patience);
 }
 
 }  // namespace camera

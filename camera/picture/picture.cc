@@ -137,9 +137,9 @@ std::string Picture::chain() const {
 }
 
 void Picture::build_graph(const AVFrame &picture) {
+  graph_format_ = -1;  // until it is complete
   graph_width_ = picture.width;
   graph_height_ = picture.height;
-  graph_format_ = picture.format;
   graph_.reset(avfilter_graph_alloc());
   if (graph_ == nullptr) throw std::bad_alloc();
   graph_->nb_threads = 1;
@@ -166,6 +166,7 @@ void Picture::build_graph(const AVFrame &picture) {
   const AvPads unused_outputs(outputs);
   av_check(status, "Picture " + chain());
   av_check(avfilter_graph_config(graph_.get(), nullptr), "Picture " + chain());
+  graph_format_ = picture.format;
 }
 
 AvFrame Picture::render(const Capture &capture) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "common/av.h"
+#include "common/stop_check.h"
 #include "config/key_file.h"
 #include "settings/grant.h"
 
@@ -25,7 +26,8 @@ class Source {
   /// Whether pictures come by themselves, so that one is out of date when another could be had.
   virtual bool is_live() const { return false; }
 
-  /// The next picture, of a live source the newest, or null at the end. Throws AvFailure.
+  /// The next picture, of a live source the newest, or null at the end. Throws AvFailure, after which it may be asked
+  /// again.
   virtual AvFrame next() = 0;
 };
 
@@ -35,12 +37,13 @@ std::unique_ptr<Source> open_graph(const std::string &description);
 /// A video file that begins anew at its end.
 std::unique_ptr<Source> open_file(const std::string &path);
 
-/// A V4L2 device. Without a picture for longer than `patience` it counts as broken.
-std::unique_ptr<Source> open_device(const std::string &path,
+/// A V4L2 device. Without a picture for longer than `patience` it counts as broken. next() throws Stopped instead of
+/// waiting once `is_stopping` says so.
+std::unique_ptr<Source> open_device(const std::string &path, StopCheck is_stopping,
                                     std::chrono::milliseconds patience = std::chrono::seconds(10));
 
-/// The source that the key file names; null when it names none. Throws AvFailure.
-std::unique_ptr<Source> open_configured_source(const CameraConfig &config);
+/// The source that the key file names; null when it names none. Throws AvFailure. `is_stopping` is for a device.
+std::unique_ptr<Source> open_configured_source(const CameraConfig &config, StopCheck is_stopping);
 
 /// The scene of an input, drawn by the camera at the size that the plan needs.
 std::unique_ptr<Source> open_drawn_source(const Plan &plan);

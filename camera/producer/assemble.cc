@@ -1,6 +1,8 @@
 // From a request to a producer: source, settings, encoder, picture.
 #include "producer/assemble.h"
 
+#include <utility>
+
 #include "common/av_messages.h"
 #include "common/signal_mask.h"
 #include "encoder/encoder.h"
@@ -9,12 +11,14 @@
 
 namespace camera {
 
-std::optional<Assembly> assemble(const CameraConfig &config, const Values &request, GError **error) {
+std::optional<Assembly> assemble(const CameraConfig &config, const Values &request, StopCheck is_stopping,
+                                 GError **error) {
   const SignalsBlocked blocked;
   const MessagesSilenced silenced;
   std::unique_ptr<Source> source;
   const bool first_input = value_or<std::uint32_t>(request, "input", 0) == 0;
-  if (first_input && config.producer != ProducerKind::kScripted) source = open_configured_source(config);
+  if (first_input && config.producer != ProducerKind::kScripted)
+    source = open_configured_source(config, std::move(is_stopping));
   std::optional<Grant> granted = grant(request, source != nullptr ? source->shape() : SourceShape(), error);
   if (!granted) return std::nullopt;
   const Plan &plan = granted->plan;

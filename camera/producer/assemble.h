@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "common/stop_check.h"
 #include "config/key_file.h"
 #include "producer/producer.h"
 #include "settings/grant.h"
@@ -18,9 +19,10 @@ struct Assembly {
   std::unique_ptr<Producer> producer;
 };
 
-/// Judges the request and makes the producer. Returns nothing and sets the error when the settings are unusable; throws
-/// AvFailure when the source or the encoder cannot be had.
-std::optional<Assembly> assemble(const CameraConfig &config, const Values &request, GError **error);
+/// Judges the request and makes the producer, which looks at `is_stopping` while it waits for its source. Returns nothing
+/// and sets the error when the settings are unusable; throws AvFailure when the source or the encoder cannot be had.
+std::optional<Assembly> assemble(const CameraConfig &config, const Values &request, StopCheck is_stopping,
+                                 GError **error);
 
 }  // namespace camera
 

@@ -38,6 +38,7 @@ class Cached : public Producer {
   void fill() {
     constexpr std::size_t kMostBytes = std::size_t{256} << 20U;  // uncompressed frames are large
     origin_->begin();
+    std::vector<Product> loop;  // a part of one is not kept when the source fails
     std::size_t bytes = 0;
     for (std::uint32_t i = 0; i < length() && bytes < kMostBytes; ++i) {
       Product product = origin_->make({i,
@@ -48,9 +49,10 @@ class Cached : public Producer {
       product.new_framerate.reset();
       if (product.outcome != Outcome::kMade) continue;
       bytes += product.payload->size;
-      loop_.push_back(std::move(product));
+      loop.push_back(std::move(product));
     }
-    if (loop_.empty()) throw std::runtime_error("The source has no picture");
+    if (loop.empty()) throw std::runtime_error("The source has no picture");
+    loop_ = std::move(loop);
     origin_.reset();
   }
 

@@ -3,11 +3,13 @@
 #include "producer/engine.h"
 
 #include <exception>
+#include <new>
 #include <string>
 #include <utility>
 
 #include "common/av_messages.h"
 #include "common/signal_mask.h"
+#include "common/stop_check.h"
 
 namespace camera {
 Engine::Engine(const CameraConfig &config, const Plan &plan, std::uint32_t stream, std::size_t capacity, Log &log,
@@ -26,7 +28,7 @@ Engine::~Engine() {
   try {
     stop();
   } catch (const std::exception &) {
-    // Memory ran out while the end was being logged: by then the thread has ended.
+    // Memory is exhausted: by then the thread has ended.
   }
 }
 
@@ -41,8 +43,8 @@ void Engine::start() {
   ended_ = false;
   overruns_ = false;
   queue_.begin(plan_.hold_us != 0 && !plays_);
-  post("started");
   try {
+    post("started");
     thread_ = std::thread([this] { run(); });
   } catch (const std::exception &) {
     (void)queue_.finish_stop();
@@ -83,8 +85,19 @@ void Engine::run() {
     while (!queue_.is_stopping() && run_one()) {
     }
     release_delayed();
+  } catch (const Stopped &) {
+    // The client stops the stream while its source has nothing.
   } catch (const std::exception &problem) {
-    finish(problem.what());
+    finish_after(problem);
+  }
+}
+
+/// Ends the stream, also when there is no memory to hand over the delayed frames: they are dropped at the stop then.
+void Engine::finish_after(const std::exception &problem) {
+  try {
+    finish(dynamic_cast<const std::bad_alloc *>(&problem) != nullptr ? "Out of memory" : problem.what());
+  } catch (const std::exception &) {
+    queue_.end({});
   }
 }
 
@@ -119,7 +132,13 @@ bool Engine::run_one() {
     drop("no-buffer");
     return true;
   }
-  make_and_hand_over(faults, *std::move(buffer));
+  Filled filled{*std::move(buffer), {}};
+  try {
+    make_and_hand_over(faults, filled);
+  } catch (...) {
+    if (filled.buffer != nullptr) queue_.return_free(std::move(filled.buffer));
+    throw;
+  }
   return !ended_;
 }
 
@@ -130,7 +149,7 @@ void Engine::wait_for_capture(std::int64_t due_us) {
     const std::uint64_t now = pacer_.now_us(0);
     while (!delayed_.empty() && delayed_.front().due_us <= now) {
       delayed_.front().filled.frame.handed_us = now;
-      deliver(std::move(delayed_.front().filled));
+      deliver(delayed_.front().filled);
       delayed_.pop_front();
     }
     if (static_cast<std::int64_t>(now) >= due_us) return;
@@ -166,7 +185,8 @@ std::optional<BufferHandle> Engine::find_buffer() {
   return std::nullopt;
 }
 
-void Engine::make_and_hand_over(const FrameFaults &faults, BufferHandle buffer) {
+/// Fills the buffer of `filled` and takes it; when it throws, a buffer that it has not taken is still there.
+void Engine::make_and_hand_over(const FrameFaults &faults, Filled &filled) {
   overruns_ = false;
   const std::uint64_t captured = pacer_.captured_us(sequence_);
   const bool key = key_forced_.exchange(false) || segmenter_.wants_key(captured);
@@ -179,7 +199,7 @@ void Engine::make_and_hand_over(const FrameFaults &faults, BufferHandle buffer) 
     queue_.post_event(std::move(event));
   }
   if (product.outcome != Outcome::kMade) {
-    queue_.return_free(std::move(buffer));
+    queue_.return_free(std::move(filled.buffer));
     if (product.outcome == Outcome::kLeftOut) {
       drop("still");
     } else {
@@ -188,10 +208,10 @@ void Engine::make_and_hand_over(const FrameFaults &faults, BufferHandle buffer) 
     }
     return;
   }
-  Frame frame = frame_of(std::move(product), captured);
-  script_.apply(faults, frame);
+  filled.frame = frame_of(std::move(product), captured);
+  script_.apply(faults, filled.frame);
+  hand_over(filled, faults.latency_us);
   ++sequence_;
-  hand_over({std::move(buffer), std::move(frame)}, faults.latency_us);
   if (plan_.snapshot) {
     ended_ = true;
     finish("The snapshot has been delivered");
@@ -232,18 +252,18 @@ Frame Engine::frame_of(Product product, std::uint64_t captured_us) {
 }
 
 /// On the virtual clock latency passes in no time; unpaced, everything waits for it.
-void Engine::hand_over(Filled filled, std::uint64_t latency_us) {
+void Engine::hand_over(Filled &filled, std::uint64_t latency_us) {
   const std::uint64_t captured = filled.frame.captured_us;
   if (pacer_.is_real_time() && (latency_us != 0 || !delayed_.empty())) {
-    delayed_.push_back({captured + latency_us, std::move(filled)});
+    delayed_.emplace_back(captured + latency_us, std::move(filled));
     return;
   }
   if (!pacer_.is_virtual() && latency_us != 0) queue_.wait_until(static_cast<std::int64_t>(captured + latency_us));
   filled.frame.handed_us = pacer_.is_virtual() ? captured + latency_us : pacer_.now_us(captured);
-  deliver(std::move(filled));
+  deliver(filled);
 }
 
-void Engine::deliver(Filled filled) {
+void Engine::deliver(Filled &filled) {
   const std::uint32_t sequence = filled.frame.sequence;
   if (!queue_.deliver(std::move(filled))) log_drop(sequence, "expired");
 }

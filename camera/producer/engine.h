@@ -19,7 +19,8 @@
 
 namespace camera {
 
-/// Runs one stream. begin() and stop() are the client's; what the thread uses belongs to the thread between them.
+/// Runs one stream. start(), stop() and play() are the client's, one at a time; what the thread uses belongs to it from
+/// start() to stop().
 class Engine {
  public:
   Engine(const CameraConfig &config, const Plan &plan, std::uint32_t stream, std::size_t capacity, Log &log,
@@ -40,6 +41,7 @@ class Engine {
  private:
   /// A frame that waits for its latency to pass.
   struct Delayed {
+    Delayed(std::uint64_t due, Filled &&frame) : due_us(due), filled(std::move(frame)) {}
     std::uint64_t due_us;
     Filled filled;
   };
@@ -48,11 +50,12 @@ class Engine {
   bool run_one();
   void wait_for_capture(std::int64_t due_us);
   std::optional<BufferHandle> find_buffer();
-  void make_and_hand_over(const FrameFaults &faults, BufferHandle buffer);
+  void make_and_hand_over(const FrameFaults &faults, Filled &filled);
   Frame frame_of(Product product, std::uint64_t captured_us);
-  void hand_over(Filled filled, std::uint64_t latency_us);
-  void deliver(Filled filled);
+  void hand_over(Filled &filled, std::uint64_t latency_us);
+  void deliver(Filled &filled);
   void finish(std::string reason);
+  void finish_after(const std::exception &problem);
   void release_delayed();
   void drop(std::string_view reason);
   void log_drop(std::uint32_t sequence, std::string_view reason);

@@ -97,6 +97,11 @@ void FrameQueue::request_stop() {
 
 std::vector<std::uint32_t> FrameQueue::finish_stop() {
   const std::lock_guard lock(mutex_);
+  running_ = false;
+  stopping_ = false;
+  end_reason_.reset();
+  nudge_.clear();
+  idle_.set();
   std::vector<std::uint32_t> lost;
   for (std::deque<Filled> *queue : {&filled_, &held_}) {
     for (Filled &filled : *queue) {
@@ -105,10 +110,6 @@ std::vector<std::uint32_t> FrameQueue::finish_stop() {
     }
     queue->clear();
   }
-  running_ = false;
-  end_reason_.reset();
-  nudge_.clear();
-  idle_.set();
   refresh_frames();
   return lost;
 }
@@ -156,7 +157,7 @@ void FrameQueue::wait_until(std::int64_t deadline_us) {
   }
 }
 
-bool FrameQueue::deliver(Filled filled) {
+bool FrameQueue::deliver(Filled &&filled) {
   const std::lock_guard lock(mutex_);
   if (holding_) {
     held_.push_back(std::move(filled));

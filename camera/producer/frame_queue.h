@@ -57,7 +57,7 @@ class FrameQueue {
   /// Tells the producer to end.
   void request_stop();
   /// After the producer has ended: unfetched frames are discarded and their buffers free again. Returns their sequence
-  /// numbers.
+  /// numbers. is_stopping() is false from then on.
   std::vector<std::uint32_t> finish_stop();
 
   // The producer's side.
@@ -73,8 +73,9 @@ class FrameQueue {
   void wait_for_free();
   /// Waits until the deadline on the monotonic clock, or the request to stop.
   void wait_until(std::int64_t deadline_us);
-  /// A filled buffer for the client. Returns false when the frame is lost because a key frame has to come first.
-  bool deliver(Filled filled);
+  /// Takes a filled buffer for the client. Returns false when the frame is lost because a key frame has to come first.
+  /// When it throws, `filled` is as it was.
+  bool deliver(Filled &&filled);
   /// Whether frames are kept back, and of how many microseconds.
   std::optional<std::uint64_t> held_span_us();
   /// Frees the oldest kept frame and returns its sequence number; nothing when none is kept.

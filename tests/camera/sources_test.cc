@@ -1,6 +1,7 @@
 // Sources of pictures.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "picture/source.h"
@@ -67,29 +68,89 @@ TEST_F(SourceTest, UnusableSourcesAreNamed) {
   EXPECT_EQ(refusal({}).message, "/dev/nonexistent-camera: No such file or directory");
 }
 
-// A file begins anew at its end.
-TEST_F(SourceTest, AFileIsLooped) {
-  create({{"resolution", zel_pair32u{192, 128}}, {"framerate", 10.0}});
-  start();
-  const std::vector<Seen> recorded = fetch(5);
-  {
+/// Tests with a video file of five pictures.
+class FileSourceTest : public CameraTest {
+ protected:
+  /// Writes the file and returns its name.
+  std::string write_file() {
+    create({{"resolution", zel_pair32u{192, 128}}, {"framerate", 10.0}});
+    start();
+    const std::vector<Seen> recorded = fetch(5);
+    stream_.reset();
     std::ofstream file(path("five.h264"), std::ios::binary);
     for (const Seen &seen : recorded) {
       const std::vector<std::uint8_t> bytes = seen.bytes();
       file.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     }
+    return path("five.h264");
   }
-  stream_.reset();
-  configure("pacing=virtual\nfile=" + path("five.h264"));
+
+  /// The numbers of the file's pictures in the next frames, which must be raw.
+  std::vector<guint32> fetch_numbers(int count) {
+    std::vector<guint32> numbers;
+    for (const Seen &seen : fetch(count)) {
+      const std::optional<Marker> marker = read_marker(from_raw(seen, "yuv420p", 192, 128));
+      numbers.push_back(marker ? marker->sequence : 99);
+    }
+    return numbers;
+  }
+
+  /// How starting fails.
+  Failure start_failure() {
+    ErrorSlot error;
+    EXPECT_FALSE(zel_stream_start(stream_.get(), error.address()));
+    return error.take();
+  }
+};
+
+// A file begins anew at its end.
+TEST_F(FileSourceTest, AFileIsLooped) {
+  configure("pacing=virtual\nfile=" + write_file());
   create({{"format", guint32{4}}});
   start();
-  std::vector<guint32> numbers;
-  for (const Seen &seen : fetch(12)) {
-    const std::optional<Marker> marker = read_marker(from_raw(seen, "yuv420p", 192, 128));
-    ASSERT_TRUE(marker) << seen.sequence;
-    numbers.push_back(marker->sequence);
+  EXPECT_EQ(fetch_numbers(12), (std::vector<guint32>{0, 1, 2, 3, 4, 0, 1, 2, 3, 4, 0, 1}));
+}
+
+// A file that is gone at its end is named, at every start until it is there again; the only buffer is not lost.
+TEST_F(FileSourceTest, AFileMayGoAndComeBack) {
+  const std::string file = write_file();
+  configure("pacing=virtual\nfile=" + file);
+  create({{"format", guint32{4}}}, 1);
+  start();
+  (void)fetch(1);
+  std::filesystem::rename(file, file + ".away");
+  EXPECT_EQ(fetch_numbers(4), (std::vector<guint32>{1, 2, 3, 4}));
+  for (int i = 0; i < 3; ++i) {
+    const Failure failure = fetch_failure();
+    EXPECT_EQ(failure.code, 5);
+    EXPECT_EQ(failure.message, file + ": No such file or directory");
+    stop();
+    start();
   }
-  EXPECT_EQ(numbers, (std::vector<guint32>{0, 1, 2, 3, 4, 0, 1, 2, 3, 4, 0, 1}));
+  stop();
+  std::filesystem::rename(file + ".away", file);
+  start();
+  EXPECT_EQ(fetch_numbers(6), (std::vector<guint32>{0, 1, 2, 3, 4, 0}));
+}
+
+// The cached loop is whole or not there: a start during which the file goes must not leave a part of it to the next.
+TEST_F(FileSourceTest, ALoopIsCachedWholeOrNotAtAll) {
+  const std::string file = write_file();
+  configure("pacing=virtual\nproducer=cached\nfile=" + file);
+  create({{"format", guint32{4}}, {"framerate", 10.0}, {"gop_length", guint32{8}}});
+  std::filesystem::rename(file, file + ".away");
+  for (int i = 0; i < 2; ++i) {
+    const Failure failure = start_failure();
+    EXPECT_EQ(failure.code, 17);
+    EXPECT_EQ(failure.message, file + ": No such file or directory");
+  }
+  std::filesystem::rename(file + ".away", file);
+  start();
+  std::vector<guint32> expected;
+  for (guint32 i = 0; i < 24; ++i)
+    expected.push_back(i % 5);
+  expected.insert(expected.end(), {0, 1});
+  EXPECT_EQ(fetch_numbers(26), expected);
 }
 
 // A dropped frame was captured all the same: the source must not fall behind the frames' numbers.
@@ -152,7 +213,40 @@ TEST_F(SourceTest, ASilentDeviceIsGivenUp) {
   constexpr std::chrono::milliseconds kPatience(20);
   fake_webcam::make(path("video0"));
   fake_webcam::fall_silent();
-  EXPECT_THROW((void)camera::open_device(path("video0"), kPatience)->next(), camera::AvFailure);
+  EXPECT_THROW((void)camera::open_device(
+                   path("video0"), [] { return false; }, kPatience)
+                   ->next(),
+               camera::AvFailure);
+}
+
+// Stopping does not wait until a device that shows nothing counts as broken.
+TEST_F(SourceTest, ASilentDeviceDoesNotHoldUpTheStop) {
+  fake_webcam::make(path("video0"));
+  configure("pacing=virtual\ndevice=" + path("video0"));
+  create({{"format", guint32{5}}});
+  start();
+  (void)fetch();
+  fake_webcam::fall_silent();
+  const gint64 before = g_get_monotonic_time();
+  stop();
+  EXPECT_LT(g_get_monotonic_time() - before, 9 * G_USEC_PER_SEC) << "a silent device is given up after 10 seconds";
+  (void)fake_webcam::capture(1);
+  start();
+  EXPECT_EQ(fetch().size, gsize{fake_webcam::kWidth} * fake_webcam::kHeight);
+}
+
+// The same below the calls, without a clock.
+TEST_F(SourceTest, ASilentDeviceLooksForTheStop) {
+  fake_webcam::make(path("video0"));
+  int looks = 0;
+  const auto source = camera::open_device(
+      path("video0"), [&] { return ++looks > 3; }, std::chrono::hours(1));
+  fake_webcam::fall_silent();
+  const auto take_all = [&] {
+    while (true)
+      (void)source->next();
+  };
+  EXPECT_THROW(take_all(), camera::Stopped);
 }
 
 // The default picture moves: two frames in a row are never the same.
