@@ -7,7 +7,12 @@ namespace camera {
 
 BufferState::~BufferState() {
   if (session != nullptr) session->log.write("release", {{"object", "buffer"}, {"id", std::uint64_t{number}}});
-  if (replace) replace();
+  if (!replace) return;
+  try {
+    replace();
+  } catch (const std::exception &) {
+    // Memory is exhausted: the stream goes on with one buffer less.
+  }
 }
 
 namespace {
@@ -56,7 +61,7 @@ constexpr Answer<zel_chunk> kChunk{{nullptr, 0, G_MININT32},
 /// A getter: `read` looks at the state of a buffer that exists.
 template <typename Result, typename Read>
 Result get(const char *call, const Answer<Result> &answer, zel_buffer *buffer, Read read) {
-  return run_call(session(), call, CallKind::kGetter, answer, nullptr, {{"buffer", shown(buffer)}},
+  return run_call(call, CallKind::kGetter, answer, nullptr, {{"buffer", shown(buffer)}},
                   [&](GError **) -> Result { return buffer == nullptr ? answer.failed : read(buffer->state); });
 }
 
@@ -86,7 +91,7 @@ zel_chunk take_chunk(zel_buffer *buffer, GError **error) {
 }  // namespace
 
 ZEL_EXPORT zel_frame *zel_buffer_get_frame(zel_buffer *buffer) {
-  return run_call(session(), "zel_buffer_get_frame", CallKind::kGetter, kFrame, nullptr, {{"buffer", shown(buffer)}},
+  return run_call("zel_buffer_get_frame", CallKind::kGetter, kFrame, nullptr, {{"buffer", shown(buffer)}},
                   [&](GError **) { return buffer; });
 }
 
@@ -165,12 +170,12 @@ ZEL_EXPORT zel_map *zel_frame_get_extra_info(zel_frame *frame) {
 }
 
 ZEL_EXPORT zel_chunk zel_frame_take_chunk(zel_frame *frame, GError **error) {
-  return run_call(session(), "zel_frame_take_chunk", CallKind::kGetter, kChunk, error, {{"buffer", shown(frame)}},
+  return run_call("zel_frame_take_chunk", CallKind::kGetter, kChunk, error, {{"buffer", shown(frame)}},
                   [&](GError **slot) { return take_chunk(frame, slot); });
 }
 
 ZEL_EXPORT zel_chunk zel_frame_take_chunk_ex(zel_frame *frame, guint32 flags) {
-  return run_call(session(), "zel_frame_take_chunk_ex", CallKind::kGetter, kChunk, nullptr,
+  return run_call("zel_frame_take_chunk_ex", CallKind::kGetter, kChunk, nullptr,
                   {{"buffer", shown(frame)}, {"flags", std::uint64_t{flags}}},
                   [&](GError **slot) { return take_chunk(frame, slot); });
 }

@@ -17,7 +17,7 @@ void stall(std::uint64_t microseconds) {
 
 }  // namespace
 
-const CallFault *begin_call(Session &session, std::string_view name, std::span<const LogField>) {
+const CallFault *begin_call(Session &session, std::string_view name) {
   if (session.call_script.is_empty()) return nullptr;
   const CallFault *fault = session.call_script.next(name);
   if (fault == nullptr) return nullptr;
@@ -35,9 +35,13 @@ int apply_fault(const CallFault &fault, GError **error) {
   return fault.error_number != 0 ? fault.error_number : EIO;
 }
 
-void log_call(Session &session, std::string_view name, std::span<const LogField> arguments, const LogValue &result,
-              const LogFailure *failure) {
-  session.log.write_call(name, arguments, result, failure);
+void fail_with_exception(const std::exception &problem, GError **error) {
+  const bool memory_is_out = dynamic_cast<const std::bad_alloc *>(&problem) != nullptr;
+  if (error != nullptr && *error == nullptr) {
+    const gint code = memory_is_out ? kErrorOutOfMemory : kErrorCompound;
+    (void)fail(error, code, "%s", memory_is_out ? "Out of memory" : problem.what());
+  }
+  errno = memory_is_out ? ENOMEM : EIO;
 }
 
 }  // namespace camera

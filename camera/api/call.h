@@ -6,7 +6,6 @@
 #include <exception>
 #include <initializer_list>
 #include <new>
-#include <span>
 #include <string_view>
 
 #include "api/session.h"
@@ -30,41 +29,37 @@ enum class CallKind { kOrdinary, kGetter };
 
 /// The part of a call that comes before its work: applies faults (stall, signal, failure).
 /// Returns the fault when the call shall fail.
-const CallFault *begin_call(Session &session, std::string_view name, std::span<const LogField> arguments);
+const CallFault *begin_call(Session &session, std::string_view name);
 
 /// Leaves the fault's error, and returns the errno that the call ends with.
 int apply_fault(const CallFault &fault, GError **error);
 
-/// Writes the call's log line.
-void log_call(Session &session, std::string_view name, std::span<const LogField> arguments, const LogValue &result,
-              const LogFailure *failure);
+/// Leaves the exception's error, unless an error is there already, and sets errno.
+void fail_with_exception(const std::exception &problem, GError **error);
 
-/// Runs `work`, turning exceptions into errors.
+/// Runs `work`, which takes the address of an error (or null). An exception becomes an error and the failed result.
 template <typename Result, typename Work>
-Result guarded(const Answer<Result> &answer, GError **error, Work &work) {
+Result guarded(const Answer<Result> &answer, GError **error, const Work &work) {
   try {
     return work(error);
-  } catch (const std::bad_alloc &) {
-    fail(error, kErrorOutOfMemory, "Out of memory");
-    errno = ENOMEM;
   } catch (const std::exception &problem) {
-    fail(error, kErrorCompound, "%s", problem.what());
-    errno = EIO;
+    fail_with_exception(problem, error);
+    return answer.failed;
   }
-  return answer.failed;
 }
 
-/// One call of the interface: `work` does it, taking the address of an error (which may be null).
+/// A call of the interface in a session that the caller has found inside guarded(). An error that is in `error` already
+/// stays as it is.
 template <typename Result, typename Work>
-Result run_call(Session &session, std::string_view name, CallKind kind, const Answer<Result> &answer, GError **error,
-                std::initializer_list<LogField> arguments, Work work) {
+Result run_call_in(Session &session, std::string_view name, CallKind kind, const Answer<Result> &answer, GError **error,
+                   std::initializer_list<LogField> arguments, const Work &work) {
   const bool logged = session.log.is_open() && (kind == CallKind::kOrdinary || session.config.log_getters);
-  if (!logged && session.call_script.is_empty()) return guarded(answer, error, work);
+  GError *own = nullptr;
+  GError **slot = error != nullptr && *error == nullptr ? error : (logged ? &own : nullptr);
+  if (!logged && session.call_script.is_empty()) return guarded(answer, slot, work);
 
   const int errno_before = errno;
-  GError *own = nullptr;
-  GError **slot = error != nullptr && *error == nullptr ? error : &own;
-  const CallFault *fault = begin_call(session, name, arguments);
+  const CallFault *fault = begin_call(session, name);
   Result result = answer.failed;
   int number = 0;
   if (fault != nullptr) {
@@ -77,11 +72,31 @@ Result run_call(Session &session, std::string_view name, CallKind kind, const An
   if (logged) {
     const bool failed = fault != nullptr || *slot != nullptr || answer.is_failure(result);
     const LogFailure failure{*slot, number};
-    log_call(session, name, arguments, answer.show(result), failed ? &failure : nullptr);
+    session.log.write_call(name, arguments, answer.show(result), failed ? &failure : nullptr);
   }
-  if (slot == &own) g_clear_error(&own);
+  g_clear_error(&own);
   errno = number;
   return result;
+}
+
+/// A call of the interface, from its first line on: `work` does it.
+template <typename Result, typename Work>
+Result run_call(std::string_view name, CallKind kind, const Answer<Result> &answer, GError **error,
+                std::initializer_list<LogField> arguments, const Work &work) {
+  return guarded(answer, error,
+                 [&](GError **) { return run_call_in(session(), name, kind, answer, error, arguments, work); });
+}
+
+/// The same for a call that makes the first object of a run: `work` takes the session too, which is a new one when
+/// ZEL_CAMERA names another file by now.
+template <typename Result, typename Work>
+Result run_first_call(std::string_view name, const Answer<Result> &answer, GError **error,
+                      std::initializer_list<LogField> arguments, const Work &work) {
+  return guarded(answer, error, [&](GError **) {
+    Session &now = renewed_session();
+    return run_call_in(now, name, CallKind::kOrdinary, answer, error, arguments,
+                       [&](GError **slot) { return work(now, slot); });
+  });
 }
 
 // The kinds of results.

@@ -28,7 +28,7 @@ GType register_choices(const char *name, const std::array<Choice, kCount> &choic
 /// One call that names a type: registers it the first time.
 template <const auto &kChoices>
 GType choice_type(const char *call, const char *name) {
-  return run_call(session(), call, CallKind::kOrdinary, kType, nullptr, {}, [&](GError **) {
+  return run_call(call, CallKind::kOrdinary, kType, nullptr, {}, [&](GError **) {
     static std::array<GEnumValue, kChoices.size() + 1> values{};
     static const GType type = register_choices(name, kChoices, values);
     return type;

@@ -1,10 +1,12 @@
 // The calls about maps.
 #include "api/map.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
+#include <span>
 #include <vector>
 
 #include "api/call.h"
@@ -41,12 +43,12 @@ std::string_view text_of(const gchar *text) {
   return text == nullptr ? "" : text;
 }
 
-/// A setter: does nothing without a map or key.
-template <typename Stored>
+/// A setter: does nothing without a map or key. What `stored` holds becomes a Value of type `Kept`.
+template <typename Kept, typename Stored>
 void set(const char *call, zel_map *map, const gchar *key, const Stored &stored, const LogValue &logged) {
-  run_call(session(), call, CallKind::kOrdinary, kNothing, nullptr,
+  run_call(call, CallKind::kOrdinary, kNothing, nullptr,
            {{"map", shown(map)}, {"key", text_of(key)}, {"value", logged}}, [&](GError **) -> Nothing {
-             if (map != nullptr && key != nullptr) store_value(map->state.values, key, stored);
+             if (map != nullptr && key != nullptr) store_value(map->state.values, key, Kept(stored));
              return {};
            });
 }
@@ -56,7 +58,7 @@ Result get(const char *call, const Answer<Result> &answer, const zel_map *map, c
            const LogValue &logged) {
   Answer<Result> kind = answer;
   kind.failed = fallback;
-  return run_call(session(), call, CallKind::kOrdinary, kind, nullptr,
+  return run_call(call, CallKind::kOrdinary, kind, nullptr,
                   {{"map", shown(map)}, {"key", text_of(key)}, {"default", logged}}, [&](GError **) -> Result {
                     if (map == nullptr || key == nullptr) return fallback;
                     const Stored *found = find_value<Stored>(map->state.values, key);
@@ -118,36 +120,35 @@ std::string camera::dump_text(const Values &values) {
 }
 
 ZEL_EXPORT zel_map *zel_map_new(void) {
-  Session &now = renewed_session();
-  return run_call(now, "zel_map_new", CallKind::kOrdinary, kMap, nullptr, {},
-                  [&](GError **) { return make_map(now, {}).release(); });
+  return run_first_call("zel_map_new", kMap, nullptr, {},
+                        [](Session &now, GError **) { return make_map(now, {}).release(); });
 }
 
 ZEL_EXPORT void zel_map_set_boolean(zel_map *map, const gchar *key, gboolean value) {
   // A caller may pass any integer for true: the log shows what it passed.
   const bool is_plain = value == FALSE || value == TRUE;
   const LogValue logged = is_plain ? LogValue(value != FALSE) : LogValue(std::int64_t{value});
-  set("zel_map_set_boolean", map, key, value != FALSE, logged);
+  set<bool>("zel_map_set_boolean", map, key, value != FALSE, logged);
 }
 
 ZEL_EXPORT void zel_map_set_uint32(zel_map *map, const gchar *key, guint32 value) {
-  set("zel_map_set_uint32", map, key, value, std::uint64_t{value});
+  set<std::uint32_t>("zel_map_set_uint32", map, key, value, std::uint64_t{value});
 }
 
 ZEL_EXPORT void zel_map_set_double(zel_map *map, const gchar *key, gdouble value) {
-  set("zel_map_set_double", map, key, value, value);
+  set<double>("zel_map_set_double", map, key, value, value);
 }
 
 ZEL_EXPORT void zel_map_set_string(zel_map *map, const gchar *key, const gchar *value) {
-  set("zel_map_set_string", value != nullptr ? map : nullptr, key, std::string(text_of(value)), text_of(value));
+  set<std::string>("zel_map_set_string", value != nullptr ? map : nullptr, key, text_of(value), text_of(value));
 }
 
 ZEL_EXPORT void zel_map_set_pair32u(zel_map *map, const gchar *key, zel_pair32u value) {
-  set("zel_map_set_pair32u", map, key, value, value);
+  set<zel_pair32u>("zel_map_set_pair32u", map, key, value, value);
 }
 
 ZEL_EXPORT void zel_map_set_quad32u(zel_map *map, const gchar *key, zel_quad32u value) {
-  set("zel_map_set_quad32u", map, key, value, value);
+  set<zel_quad32u>("zel_map_set_quad32u", map, key, value, value);
 }
 
 ZEL_EXPORT gboolean zel_map_get_boolean(const zel_map *map, const gchar *key, gboolean default_value) {
@@ -165,7 +166,7 @@ ZEL_EXPORT gdouble zel_map_get_double(const zel_map *map, const gchar *key, gdou
 ZEL_EXPORT GVariant *zel_map_get_variant(const zel_map *map, const gchar *key, GVariant *default_value) {
   Answer<GVariant *> kind = kVariant;
   kind.failed = default_value;
-  GVariant *variant = run_call(session(), "zel_map_get_variant", CallKind::kOrdinary, kind, nullptr,
+  GVariant *variant = run_call("zel_map_get_variant", CallKind::kOrdinary, kind, nullptr,
                                {{"map", shown(map)}, {"key", text_of(key)}}, [&](GError **) -> GVariant * {
                                  if (map == nullptr || key == nullptr) return default_value;
                                  const auto found = map->state.values.find(std::string_view(key));
@@ -176,25 +177,28 @@ ZEL_EXPORT GVariant *zel_map_get_variant(const zel_map *map, const gchar *key, G
 }
 
 ZEL_EXPORT gboolean zel_map_contains_va(const zel_map *map, ...) {
-  std::vector<std::string_view> keys;
   va_list arguments;
   va_start(arguments, map);
-  for (const gchar *key = va_arg(arguments, const gchar *); key != nullptr; key = va_arg(arguments, const gchar *)) {
-    keys.emplace_back(key);
-  }
+  const gboolean contains = guarded(kTruth, nullptr, [&](GError **) {
+    std::vector<std::string_view> keys;
+    for (const gchar *key = va_arg(arguments, const gchar *); key != nullptr; key = va_arg(arguments, const gchar *)) {
+      keys.emplace_back(key);
+    }
+    return run_call("zel_map_contains_va", CallKind::kOrdinary, kTruth, nullptr,
+                    {{"map", shown(map)}, {"keys", std::span<const std::string_view>(keys)}},
+                    [&](GError **) -> gboolean {
+                      if (map == nullptr) return FALSE;
+                      const Values &values = map->state.values;
+                      const auto is_there = [&](std::string_view key) { return values.find(key) != values.end(); };
+                      return std::all_of(keys.begin(), keys.end(), is_there) ? TRUE : FALSE;
+                    });
+  });
   va_end(arguments);
-  return run_call(session(), "zel_map_contains_va", CallKind::kOrdinary, kTruth, nullptr,
-                  {{"map", shown(map)}, {"keys", std::span<const std::string_view>(keys)}}, [&](GError **) -> gboolean {
-                    if (map == nullptr) return FALSE;
-                    for (const std::string_view key : keys) {
-                      if (map->state.values.find(key) == map->state.values.end()) return FALSE;
-                    }
-                    return TRUE;
-                  });
+  return contains;
 }
 
 ZEL_EXPORT void zel_map_copy_value(zel_map *map, const gchar *source_key, const gchar *target_key) {
-  run_call(session(), "zel_map_copy_value", CallKind::kOrdinary, kNothing, nullptr,
+  run_call("zel_map_copy_value", CallKind::kOrdinary, kNothing, nullptr,
            {{"map", shown(map)}, {"source", text_of(source_key)}, {"target", text_of(target_key)}},
            [&](GError **) -> Nothing {
              if (map == nullptr || source_key == nullptr || target_key == nullptr) return {};
@@ -205,7 +209,7 @@ ZEL_EXPORT void zel_map_copy_value(zel_map *map, const gchar *source_key, const 
 }
 
 ZEL_EXPORT void zel_map_remove_prefix(zel_map *map, const gchar *prefix) {
-  run_call(session(), "zel_map_remove_prefix", CallKind::kOrdinary, kNothing, nullptr,
+  run_call("zel_map_remove_prefix", CallKind::kOrdinary, kNothing, nullptr,
            {{"map", shown(map)}, {"prefix", text_of(prefix)}}, [&](GError **) -> Nothing {
              if (map == nullptr || prefix == nullptr) return {};
              std::erase_if(map->state.values, [&](const auto &entry) { return entry.first.starts_with(prefix); });
@@ -214,7 +218,7 @@ ZEL_EXPORT void zel_map_remove_prefix(zel_map *map, const gchar *prefix) {
 }
 
 ZEL_EXPORT void zel_map_merge(zel_map *destination, const zel_map *source) {
-  run_call(session(), "zel_map_merge", CallKind::kOrdinary, kNothing, nullptr,
+  run_call("zel_map_merge", CallKind::kOrdinary, kNothing, nullptr,
            {{"destination", shown(destination)}, {"source", shown(source)}}, [&](GError **) -> Nothing {
              if (destination == nullptr || source == nullptr || destination == source) return {};
              for (const auto &[key, value] : source->state.values)
@@ -224,7 +228,7 @@ ZEL_EXPORT void zel_map_merge(zel_map *destination, const zel_map *source) {
 }
 
 ZEL_EXPORT void zel_map_dump(const zel_map *map) {
-  run_call(session(), "zel_map_dump", CallKind::kOrdinary, kNothing, nullptr,
+  run_call("zel_map_dump", CallKind::kOrdinary, kNothing, nullptr,
            {{"map", shown(map)}, {"values", map == nullptr ? LogValue(nullptr) : LogValue(&map->state.values)}},
            [&](GError **) -> Nothing {
              if (map != nullptr) (void)std::fputs(dump_text(map->state.values).c_str(), stdout);

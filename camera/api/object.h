@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 
 #include "zel/zel.h"
 
@@ -16,6 +17,7 @@ namespace camera {
 template <typename Object>
 GType object_type() {
   using State = decltype(Object::state);
+  static_assert(std::is_nothrow_default_constructible_v<State>);  // it is constructed below frames of C
   static const GType type = [] {
     GTypeInfo info{};
     info.class_size = sizeof(GObjectClass);

@@ -45,9 +45,9 @@ bool check(const zel_stream *stream, GError **error) {
 /// A call on a stream: `work` gets the state of a stream that exists.
 template <typename Result, typename Work>
 Result on_stream(const char *call, const Answer<Result> &answer, zel_stream *stream, GError **error, Work work) {
-  return run_call(
-      session(), call, CallKind::kOrdinary, answer, error, {{"stream", shown(stream)}},
-      [&](GError **slot) -> Result { return check(stream, slot) ? work(stream->state, slot) : answer.failed; });
+  return run_call(call, CallKind::kOrdinary, answer, error, {{"stream", shown(stream)}}, [&](GError **slot) -> Result {
+    return check(stream, slot) ? work(stream->state, slot) : answer.failed;
+  });
 }
 
 BufferHandle to_handle(zel_buffer *buffer) {
@@ -98,9 +98,10 @@ Ref<zel_stream> make_stream(Session &session, const Values &request, GError **er
     (void)fail_with(EINVAL, error, kErrorKeyFile, session.problem.c_str());
     return nullptr;
   }
+  auto messages = std::make_unique<AvLogCallback>();
   auto queue = std::make_shared<FrameQueue>();
-  std::optional<Assembly> assembly =
-      assemble(session.config, request, [queue] { return queue->is_stopping(); }, error);
+  std::optional<Assembly> assembly = assemble(
+      session.config, request, [queue] { return queue->is_stopping(); }, error);
   if (!assembly) {
     errno = EINVAL;
     return nullptr;
@@ -111,6 +112,7 @@ Ref<zel_stream> make_stream(Session &session, const Values &request, GError **er
   state.settings = std::move(assembly->grant.settings);
   state.plan = assembly->grant.plan;
   state.capacity = assembly->capacity;
+  state.messages = std::move(messages);
   state.queue = std::move(queue);
   state.engine = std::make_unique<Engine>(session.config, state.plan, state.number, state.capacity, session.log,
                                           *state.queue, std::move(assembly->producer));
@@ -131,16 +133,13 @@ Values info_of(const StreamState &state) {
   return info;
 }
 
-/// Records a frame that is being handed out and writes its truth.
+/// Records a frame that is being handed out and writes its log line.
 void log_frame(const StreamState &stream, const zel_buffer &buffer) {
   Session &session = *stream.session;
   const Frame &frame = buffer.state.frame;
   std::uint64_t offset = 0;
   if (session.recorder.is_open()) {
-    std::vector<std::span<const std::uint8_t>> pieces;
-    for (const Payload::Piece &piece : frame.payload->pieces)
-      pieces.push_back(piece.bytes);
-    offset = session.recorder.append(pieces);
+    offset = session.recorder.append(frame.payload->pieces);
   }
   if (!session.log.is_open()) return;
   const char *nick = nick_of(kFrameTypes, frame.type);
@@ -213,7 +212,12 @@ bool enqueue(StreamState &stream, zel_buffer *buffer, GError **error) {
   }
   if (state.queued.exchange(true))
     return fail_with(EBUSY, error, kErrorCompound, "The buffer is in the stream already");
-  stream.queue->give(to_handle(add_ref(buffer).release()));
+  try {
+    stream.queue->give(to_handle(add_ref(buffer).release()));
+  } catch (const std::exception &) {
+    state.queued = false;
+    throw;
+  }
   return true;
 }
 
@@ -223,17 +227,16 @@ bool enqueue(StreamState &stream, zel_buffer *buffer, GError **error) {
 using namespace camera;
 
 ZEL_EXPORT zel_stream *zel_stream_new(zel_map *settings, gpointer, GError **error) {
-  Session &now = renewed_session();
-  return run_call(now, "zel_stream_new", CallKind::kOrdinary, kStream, error,
-                  {{"map", shown(settings)},
-                   {"values", settings == nullptr ? LogValue(nullptr) : LogValue(&settings->state.values)}},
-                  [&](GError **slot) -> zel_stream * {
-                    if (settings == nullptr) {
-                      (void)fail_with(EINVAL, slot, kErrorMissing, "No settings provided");
-                      return nullptr;
-                    }
-                    return make_stream(now, settings->state.values, slot).release();
-                  });
+  return run_first_call("zel_stream_new", kStream, error,
+                        {{"map", shown(settings)},
+                         {"values", settings == nullptr ? LogValue(nullptr) : LogValue(&settings->state.values)}},
+                        [&](Session &now, GError **slot) -> zel_stream * {
+                          if (settings == nullptr) {
+                            (void)fail_with(EINVAL, slot, kErrorMissing, "No settings provided");
+                            return nullptr;
+                          }
+                          return make_stream(now, settings->state.values, slot).release();
+                        });
 }
 
 ZEL_EXPORT gint zel_stream_get_fd(zel_stream *stream, GError **error) {
@@ -315,7 +318,7 @@ ZEL_EXPORT zel_buffer *zel_stream_buffer_alloc(zel_stream *stream, gpointer, GEr
 }
 
 ZEL_EXPORT gboolean zel_stream_buffer_enqueue(zel_stream *stream, zel_buffer *buffer, GError **error) {
-  return run_call(session(), "zel_stream_buffer_enqueue", CallKind::kOrdinary, kSuccess, error,
+  return run_call("zel_stream_buffer_enqueue", CallKind::kOrdinary, kSuccess, error,
                   {{"stream", shown(stream)}, {"buffer", shown(buffer)}}, [&](GError **slot) -> gboolean {
                     return check(stream, slot) && enqueue(stream->state, buffer, slot) ? TRUE : FALSE;
                   });
@@ -328,7 +331,7 @@ ZEL_EXPORT zel_buffer *zel_stream_get_buffer(zel_stream *stream, GError **error)
 
 ZEL_EXPORT gboolean zel_stream_buffer_unref(zel_stream *stream, zel_buffer **buffer, GError **error) {
   zel_buffer *held = buffer != nullptr ? *buffer : nullptr;
-  return run_call(session(), "zel_stream_buffer_unref", CallKind::kOrdinary, kSuccess, error,
+  return run_call("zel_stream_buffer_unref", CallKind::kOrdinary, kSuccess, error,
                   {{"stream", shown(stream)}, {"buffer", shown(held)}}, [&](GError **slot) -> gboolean {
                     if (!check(stream, slot)) return FALSE;
                     if (held == nullptr) return fail_with(EINVAL, slot, kErrorMissing, "No buffer provided");

@@ -8,6 +8,7 @@
 #include "api/buffer.h"
 #include "api/object.h"
 #include "api/session.h"
+#include "common/av_messages.h"
 #include "producer/assemble.h"
 #include "producer/engine.h"
 
@@ -29,6 +30,7 @@ struct StreamState {
   std::atomic<std::uint32_t> buffers = 0;  ///< made so far
   /// Shared with the stream's own buffers, which look for it when they are released; nobody else outlives the stream.
   std::shared_ptr<FrameQueue> queue;
+  std::unique_ptr<AvLogCallback> messages;
   std::unique_ptr<Engine> engine;
 };
 

@@ -13,15 +13,26 @@ namespace {
 
 thread_local int silenced = 0;
 
+std::mutex callback_mutex;
+int callback_users = 0;
+
 void print_unless_silenced(void *context, int level, const char *format, va_list arguments) {
   if (silenced == 0) av_log_default_callback(context, level, format, arguments);
 }
 
 }  // namespace
 
+AvLogCallback::AvLogCallback() {
+  const std::lock_guard lock(callback_mutex);
+  if (++callback_users == 1) av_log_set_callback(print_unless_silenced);
+}
+
+AvLogCallback::~AvLogCallback() {
+  const std::lock_guard lock(callback_mutex);
+  if (--callback_users == 0) av_log_set_callback(av_log_default_callback);
+}
+
 MessagesSilenced::MessagesSilenced() {
-  static std::once_flag installed;
-  std::call_once(installed, [] { av_log_set_callback(print_unless_silenced); });
   ++silenced;
 }
 

@@ -1,92 +1,73 @@
-// Log lines as JSON.
+// Putting log lines together.
 #include "log/log.h"
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <nlohmann/json.hpp>
 
 namespace camera {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-struct ToJson {
-  Json operator()(std::string_view text) const { return std::string(text); }
-  Json operator()(const zel_pair32u &pair) const { return {pair.first, pair.second}; }
-  Json operator()(const zel_quad32u &quad) const { return {quad.first, quad.second, quad.third, quad.fourth}; }
-  Json operator()(std::span<const std::string_view> texts) const {
-    Json list = Json::array();
-    for (const std::string_view text : texts)
-      list.push_back(std::string(text));
-    return list;
+void append_failure(std::string &line, const LogFailure &failure) {
+  if (failure.error != nullptr) {
+    append_name(line, "error");
+    line += '{';
+    append_member(line, "code", std::int64_t{failure.error->code});
+    append_member(line, "message", std::string_view(failure.error->message));
+    line += '}';
   }
-  Json operator()(const Values *values) const {
-    Json object = Json::object();
-    for (const auto &[key, value] : *values)
-      object[key] = std::visit(*this, value);
-    return object;
-  }
-  template <typename Plain>
-  Json operator()(const Plain &plain) const {
-    return plain;
-  }
-};
-
-Json to_json(const LogValue &value) {
-  return std::visit(ToJson(), value);
+  const char *cause = strerrorname_np(failure.error_number);
+  if (failure.error_number != 0 && cause != nullptr) append_member(line, "errno", std::string_view(cause));
 }
 
 }  // namespace
 
-Log::~Log() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
-
-bool Log::open(const std::string &path) {
-  descriptor_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-  return descriptor_ >= 0;
-}
-
-void Log::write(std::string_view kind, std::initializer_list<LogField> fields) {
+void Log::write(std::string_view kind, std::initializer_list<LogField> fields) noexcept {
   if (!is_open()) return;
-  Json line = {{"kind", std::string(kind)}};
-  for (const LogField &field : fields)
-    line[std::string(field.name)] = to_json(field.value);
   const std::lock_guard lock(mutex_);
-  write_line(line.dump(-1, ' ', false, Json::error_handler_t::replace));
+  try {
+    begin_line(kind);
+    for (const LogField &field : fields)
+      append_member(line_, field.name, field.value);
+    end_line();
+  } catch (const std::exception &) {
+    file_.complain(ENOMEM);
+  }
 }
 
 void Log::write_call(std::string_view name, std::span<const LogField> arguments, const LogValue &result,
-                     const LogFailure *failure) {
+                     const LogFailure *failure) noexcept {
   if (!is_open()) return;
-  Json args = Json::object();
-  for (const LogField &field : arguments)
-    args[std::string(field.name)] = to_json(field.value);
-  Json line = {{"kind", "call"}, {"n", 0}, {"name", std::string(name)}, {"args", args}, {"result", to_json(result)}};
-  if (failure != nullptr) {
-    if (failure->error != nullptr) {
-      line["error"] = {{"code", failure->error->code}, {"message", failure->error->message}};
-    }
-    const char *cause = strerrorname_np(failure->error_number);
-    if (failure->error_number != 0 && cause != nullptr) line["errno"] = cause;
-  }
   const std::lock_guard lock(mutex_);
-  line["n"] = ++calls_;
-  write_line(line.dump(-1, ' ', false, Json::error_handler_t::replace));
+  ++calls_;
+  try {
+    begin_line("call");
+    append_member(line_, "n", calls_);
+    append_member(line_, "name", name);
+    append_name(line_, "args");
+    line_ += '{';
+    for (const LogField &field : arguments)
+      append_member(line_, field.name, field.value);
+    line_ += '}';
+    append_member(line_, "result", result);
+    if (failure != nullptr) append_failure(line_, *failure);
+    end_line();
+  } catch (const std::exception &) {
+    file_.complain(ENOMEM);
+  }
 }
 
-void Log::write_line(const std::string &line) {
-  const std::string text = line + '\n';
-  std::string_view rest = text;
-  while (!rest.empty()) {
-    const ssize_t written = ::write(descriptor_, rest.data(), rest.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return;  // a full disk must not disturb the stream
-    rest.remove_prefix(static_cast<std::size_t>(written));
-  }
+/// After a line that was cut short the next one begins on a line of its own.
+void Log::begin_line(std::string_view kind) {
+  line_.assign(line_is_cut_ ? "\n{" : "{");
+  append_member(line_, "kind", kind);
+}
+
+void Log::end_line() {
+  line_ += "}\n";
+  const std::size_t written = file_.append({reinterpret_cast<const std::uint8_t *>(line_.data()), line_.size()});
+  if (written != 0) line_is_cut_ = line_[written - 1] != '\n';
+  constexpr std::size_t kUsual = 4096;
+  if (line_.capacity() > kUsual) line_ = {};  // of a text of many megabytes
 }
 
 }  // namespace camera

@@ -1,6 +1,8 @@
-// The truth log: one JSON object a line about every call, frame, drop, event and fault.
+// The log: one JSON object a line about every call, frame, drop, event and fault.
 #ifndef ZEL_CAMERA_LOG_H
 #define ZEL_CAMERA_LOG_H
+
+#include <glib.h>
 
 #include <cstdint>
 #include <initializer_list>
@@ -8,16 +10,11 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <variant>
 
-#include "settings/values.h"
-#include "zel/zel.h"
+#include "log/append_file.h"
+#include "log/json_text.h"
 
 namespace camera {
-
-/// A value in a log line. Texts must outlive the line's writing.
-using LogValue = std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string_view, zel_pair32u,
-                              zel_quad32u, const Values *, std::span<const std::string_view>>;
 
 struct LogField {
   std::string_view name;
@@ -31,31 +28,30 @@ struct LogFailure {
 };
 
 /// An append-only file of log lines. Every line is written with one write(), so that it is in the file when the call
-/// that wrote it returns, whatever becomes of the process. Safe from every thread.
+/// that wrote it returns, whatever becomes of the process. A line that cannot be written is lost, which is said once on
+/// standard error. Safe from every thread.
 class Log {
  public:
-  Log() = default;
-  Log(const Log &) = delete;
-  Log &operator=(const Log &) = delete;
-  ~Log();
-
   /// Opens the file for appending. Returns false with errno set on failure.
-  bool open(const std::string &path);
-  bool is_open() const { return descriptor_ >= 0; }
+  bool open(const std::string &path) { return file_.open(path); }
+  bool is_open() const { return file_.is_open(); }
 
   /// {"kind":KIND, fields...}
-  void write(std::string_view kind, std::initializer_list<LogField> fields);
+  void write(std::string_view kind, std::initializer_list<LogField> fields) noexcept;
 
   /// {"kind":"call","n":N,"name":NAME,"args":{...},"result":...}, and how it failed if it did.
   void write_call(std::string_view name, std::span<const LogField> arguments, const LogValue &result,
-                  const LogFailure *failure);
+                  const LogFailure *failure) noexcept;
 
  private:
-  void write_line(const std::string &line);
+  void begin_line(std::string_view kind);
+  void end_line();
 
-  int descriptor_ = -1;
+  AppendFile file_{"log"};
   std::mutex mutex_;
   std::uint64_t calls_ = 0;
+  std::string line_;          ///< the one that is being put together
+  bool line_is_cut_ = false;  ///< the file ends in a part of a line
 };
 
 }  // namespace camera
