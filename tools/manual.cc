@@ -1,21 +1,25 @@
 // Filling the template of the manual page.
 #include "manual.h"
 
+#include <algorithm>
 #include <iostream>
 #include <map>
+#include <string>
 #include <string_view>
 
-#include "options.h"
 #include "roff.h"
+#include "text.h"
 
 namespace {
 
 using Notes = std::map<std::string, std::string>;
 
-/// "integer, 0 unless given" and the like.
+/// "integer, 0 unless given" and the like; empty where the help says it.
 std::string value_text(const Option &option) {
   std::string text;
   switch (option.kind) {
+    case ValueKind::kOther:
+      return {};
     case ValueKind::kNone:
       return "Flag";
     case ValueKind::kInteger:
@@ -48,28 +52,41 @@ std::string sentence(std::string_view text) {
   return roff_text(text) + (ends ? "" : ".");
 }
 
-/// One option as a tagged paragraph; takes its note out of `notes`.
-void write_option(std::ostream &out, const Option &option, Notes &notes) {
-  const std::string value = placeholder(option);
-  out << ".TP\n\\fB\\-\\-" << roff_text(option.name) << "\\fR";
-  if (!value.empty()) out << "=\\fI" << roff_text(value) << "\\fR";
-  if (option.short_name != 0) {
-    out << ", \\fB\\-" << option.short_name << "\\fR";
-    if (!value.empty()) out << " \\fI" << roff_text(value) << "\\fR";
-  }
-  out << '\n';
-  if (!option.help.empty()) out << sentence(option.help) << '\n';
-  out << sentence(value_text(option)) << '\n';
-  const auto note = notes.find(option.name);
+/// Writes the note of that name, if there is one, and takes it out of `notes`.
+void write_note(std::ostream &out, const std::string &name, Notes &notes) {
+  const auto note = notes.find(name);
   if (note == notes.end()) return;
   out << note->second;
   notes.erase(note);
 }
 
-std::string replaced(std::string line, std::string_view what, const std::string &by) {
-  for (std::size_t at = line.find(what); at != std::string::npos; at = line.find(what, at + by.size()))
-    line.replace(at, what.size(), by);
-  return line;
+/// One option as a tagged paragraph.
+void write_option(std::ostream &out, const Option &option, const std::string &note, Notes &notes) {
+  out << ".TP\n\\fB\\-\\-" << roff_text(option.name) << "\\fR";
+  if (!option.value.empty()) out << "=\\fI" << roff_text(option.value) << "\\fR";
+  if (option.short_name != 0) {
+    out << ", \\fB\\-" << option.short_name << "\\fR";
+    if (!option.value.empty()) out << " \\fI" << roff_text(option.value) << "\\fR";
+  }
+  out << '\n';
+  if (!option.help.empty()) out << sentence(option.help) << '\n';
+  const std::string value = value_text(option);
+  if (!value.empty()) out << sentence(value) << '\n';
+  write_note(out, note, notes);
+}
+
+bool is_listed(const Program &program, const Option &option) {
+  return std::ranges::any_of(program.lists, [&option](const OptionList &list) {
+    return std::ranges::find(list.options, option.name, &Option::name) != list.options.end();
+  });
+}
+
+void write_command(std::ostream &out, const Program &program, const Command &command, Notes &notes) {
+  out << ".SS " << roff_text(program.name + " " + command.name + " " + command.arguments) << '\n'
+      << sentence(command.purpose) << '\n';
+  write_note(out, command.name, notes);
+  for (const Option &option : command.options)
+    if (!is_listed(program, option)) write_option(out, option, command.name + " " + option.name, notes);
 }
 
 std::string read_note(std::istream &page) {
@@ -82,24 +99,26 @@ std::string read_note(std::istream &page) {
 
 }  // namespace
 
-bool write_manual(std::istream &page, std::ostream &out, const std::string &version) {
+bool write_manual(const Program &program, std::istream &page, std::ostream &out) {
   constexpr std::string_view kAbout = "@about ";
   Notes notes;
   std::string line;
   while (std::getline(page, line)) {
+    const auto is_named = [&line](const OptionList &list) { return line == "@" + list.name + "@"; };
+    const auto list = std::ranges::find_if(program.lists, is_named);
     if (line.starts_with(kAbout)) {
       notes[line.substr(kAbout.size())] = read_note(page);
-    } else if (line == "@client-options@") {
-      for (const Option &option : client_option_list())
-        write_option(out, option, notes);
-    } else if (line == "@stream-options@") {
-      for (const Option &option : stream_option_list())
-        write_option(out, option, notes);
+    } else if (list != program.lists.end()) {
+      for (const Option &option : list->options)
+        write_option(out, option, option.name, notes);
+    } else if (line == "@commands@") {
+      for (const Command &command : program.commands)
+        if (!command.name.empty()) write_command(out, program, command, notes);
     } else {
-      out << replaced(line, "@version@", version) << '\n';
+      out << replaced(line, "@version@", program.version) << '\n';
     }
   }
   for (const auto &[name, note] : notes)
-    std::cerr << "no option is called " << name << '\n';
+    std::cerr << "no command or option is called " << name << '\n';
   return notes.empty();
 }

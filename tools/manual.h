@@ -1,19 +1,20 @@
-// The manual page of the client: prose from a template, options from the tables.
+// The manual page of a program: prose from a template, commands and options from its tables.
 #ifndef ZEL_CLIENT_TOOLS_MANUAL_H
 #define ZEL_CLIENT_TOOLS_MANUAL_H
 
 #include <iosfwd>
-#include <string>
 
-/// Fills a template. "@client-options@" and "@stream-options@" on a line of their own become the lists of options, and
-/// "@version@" anywhere the version. A block
+#include "program.h"
+
+/// Fills a template. The name of one of the program's lists between "@" on a line of its own becomes the list,
+/// "@commands@" the commands with the options that are in no list, and "@version@" anywhere the version. A block
 ///
 ///     @about NAME
 ///     prose
 ///     @end
 ///
-/// anywhere before the lists goes below the option of that name. False, with a line on standard error, when a block
-/// names no option.
-bool write_manual(std::istream &page, std::ostream &out, const std::string &version);
+/// anywhere before goes below what has that name: an option of a list, a command, or a command's option, whose name is
+/// both with a blank between. False, with a line on standard error, when a block names nothing.
+bool write_manual(const Program &program, std::istream &page, std::ostream &out);
 
 #endif

@@ -13,6 +13,8 @@ from terminal import Terminal
 FOLDER = os.path.abspath(sys.argv.pop())
 SHELL = sys.argv.pop()
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/nonexistent", "TERM": "dumb", "LC_ALL": "C.UTF-8"}
+FRAMES = os.path.exists(f"{FOLDER}/bash/zel-frames")
+COMMANDS = ["list", "stats"]
 
 
 class Shell:
@@ -24,7 +26,7 @@ class Shell:
             "PS1='' PS2=''; bind 'set enable-bracketed-paste off' 'set show-all-if-ambiguous on'"
             " 'set completion-query-items 0' 'set page-completions off' 'set bell-style none'\n"
             "show() { printf '<%s>\\n' \"$READLINE_LINE\"; READLINE_LINE=; }; bind -x '\"\\C-g\": show'\n"
-            f". {FOLDER}/bash/zel-client\n",
+            f". {FOLDER}/bash/zel-client; [ ! -e {FOLDER}/bash/zel-frames ] || . {FOLDER}/bash/zel-frames\n",
         ),
         "zsh": (
             ["zsh", "-f", "-i"],
@@ -113,6 +115,28 @@ class Typed(Completion):
         self.becomes("zel-client --bitrate=o", "zel-client --bitrate=o")
 
 
+    # Somebody who knows no command must be shown them all, and behind a command its own options.
+    @unittest.skipUnless(FRAMES, "this build has no zel-frames")
+    def test_commands(self):
+        self.becomes("zel-frames sta", "zel-frames stats ")
+        self.lists("zel-frames ", *COMMANDS)
+        self.becomes("zel-frames --vers", "zel-frames --version ")
+        self.becomes("zel-frames list --time", "zel-frames list --timestamps ")
+        self.becomes("zel-frames stats --time", "zel-frames stats --time")
+        self.becomes("zel-frames stats --forma", "zel-frames stats --format=")
+
+    # What a command reads is a file, with the choices and files of its options as for the client.
+    @unittest.skipUnless(FRAMES, "this build has no zel-frames")
+    def test_values_of_commands(self):
+        self.becomes("zel-frames stats capt", "zel-frames stats capture\\ one.mkv ")
+        self.becomes("zel-frames list --csv oth", "zel-frames list --csv other.mkv ")
+        self.becomes("zel-frames list --log=oth", "zel-frames list --log=other.mkv ")
+        self.becomes("zel-frames list --format=jp", "zel-frames list --format=jpeg ")
+        self.becomes("zel-frames list --format jp", "zel-frames list --format jpeg ")
+        self.becomes("zel-frames list --fps=o", "zel-frames list --fps=o")
+        self.becomes("zel-frames oth", "zel-frames oth")
+
+
 class TypedInBash(Typed):
     # The letters of a cluster: only the last one, and only with a value, says what comes next.
     def test_clusters(self):
@@ -132,7 +156,7 @@ class Asked(Completion):
     """Fish tells what it would offer."""
 
     def offers(self, line):
-        script = f"source {FOLDER}/fish/zel-client.fish; complete -C '{line}'"
+        script = f"source {FOLDER}/fish/{line.split()[0]}.fish; complete -C '{line}'"
         run = subprocess.run(["fish", "--no-config", "-c", script], env=ENVIRONMENT, cwd=self.folder,
                              stdout=subprocess.PIPE, text=True, check=True)
         return [offer.split("\t")[0] for offer in run.stdout.splitlines()]
@@ -145,6 +169,17 @@ class Asked(Completion):
         self.assertEqual(self.offers("zel-client -t jp"), ["jpeg"])
         self.assertEqual(self.offers("zel-client --mkv=oth"), ["--mkv=other.mkv"])
         self.assertEqual(self.offers("zel-client oth"), [])
+
+    @unittest.skipUnless(FRAMES, "this build has no zel-frames")
+    def test_commands(self):
+        self.assertEqual(self.offers("zel-frames sta"), ["stats"])
+        self.assertLessEqual(set(COMMANDS), set(self.offers("zel-frames ")))
+        self.assertEqual(self.offers("zel-frames list --time"), ["--timestamps"])
+        self.assertEqual(self.offers("zel-frames stats --time"), [])
+        self.assertEqual(self.offers("zel-frames stats oth"), ["other.mkv"])
+        self.assertEqual(self.offers("zel-frames list --log=oth"), ["--log=other.mkv"])
+        self.assertEqual(self.offers("zel-frames list --format=jp"), ["--format=jpeg"])
+        self.assertEqual(self.offers("zel-frames list --fps o"), [])
 
 
 if __name__ == "__main__":

@@ -26,6 +26,11 @@ case $alone in *libzel.so.1*) ;; *) fail "the loader says: $alone" ;; esac
 status=0; "$root/bin/zel-software-camera" >/dev/null || status=$?
 [ $status -eq 2 ] || fail "the wrapper without a command gives $status"
 
+# zel-frames needs no libzel, and reads what was recorded.
+if readelf -d "$root/bin/zel-frames" | grep 'libzel'; then fail "zel-frames needs libzel"; fi
+rows=$("$root/bin/zel-frames" list three.mkv)
+[ "$(wc -l <<<"$rows")" = 4 ] || fail "zel-frames lists: $rows"
+
 # What a program needs that is built against the interface and run on the camera.
 PKG_CONFIG_PATH=$(dirname "$(find "$root" -name zel.pc)"); export PKG_CONFIG_PATH
 cat > program.c <<'EOT'
@@ -39,6 +44,8 @@ cc program.c -o program "${flags[@]}"
 
 for file in share/man/man1/zel-client.1 share/man/man1/zel-software-camera.1 share/man/man5/zel-camera.5 \
     share/bash-completion/completions/zel-client share/bash-completion/completions/zel-software-camera \
-    share/zsh/site-functions/_zel-client share/fish/vendor_completions.d/zel-client.fish; do
+    share/zsh/site-functions/_zel-client share/fish/vendor_completions.d/zel-client.fish \
+    share/man/man1/zel-frames.1 share/bash-completion/completions/zel-frames \
+    share/zsh/site-functions/_zel-frames share/fish/vendor_completions.d/zel-frames.fish; do
   [ -s "$root/$file" ] || fail "$file is missing"
 done

@@ -1,5 +1,5 @@
-// The list of options, made from the client's two tables and the library's enumerations.
-#include "options.h"
+// The client's options, made from its two tables and the library's enumerations.
+#include "client_options.h"
 
 #include <memory>
 #include <string_view>
@@ -59,49 +59,11 @@ std::string initial_value(const ClientOption &option) {
   return {};
 }
 
-bool is_client_letter(char letter) {
-  for (const ClientOption &option : kClientOptions) {
-    if (option.short_name == letter) return true;
-  }
-  return false;
-}
-
-}  // namespace
-
-std::vector<Option> client_option_list() {
-  std::vector<Option> list;
-  list.reserve(kClientOptions.size());
-  for (const ClientOption &option : kClientOptions) {
-    list.push_back({.name = option.name,
-                    .short_name = option.short_name,
-                    .kind = value_kind(option.kind),
-                    .help = option.help,
-                    .initial = initial_value(option),
-                    .choices = {}});
-  }
-  return list;
-}
-
-std::vector<Option> stream_option_list() {
-  std::vector<Option> list;
-  list.reserve(kStreamOptions.size());
-  for (const StreamOption &option : kStreamOptions) {
-    Option entry = {.name = option.key,
-                    .short_name = is_client_letter(option.short_name) ? '\0' : option.short_name,
-                    .kind = value_kind(option.kind),
-                    .help = option.help != nullptr ? option.help : "",
-                    .initial = {},
-                    .choices = {}};
-    if (option.kind == OptionKind::kEnum) entry.choices = nicks(option.enum_type());
-    if (option.kind == OptionKind::kBoolean) entry.choices = {"0", "1"};
-    list.push_back(entry);
-  }
-  return list;
-}
-
-std::string placeholder(const Option &option) {
-  switch (option.kind) {
+/// What stands for a value of the kind in a synopsis.
+std::string placeholder(ValueKind kind) {
+  switch (kind) {
     case ValueKind::kNone:
+    case ValueKind::kOther:
       return {};
     case ValueKind::kInteger:
     case ValueKind::kUnsigned:
@@ -120,4 +82,46 @@ std::string placeholder(const Option &option) {
       return "MIN,TARGET,MAX";
   }
   return {};
+}
+
+bool is_client_letter(char letter) {
+  for (const ClientOption &option : kClientOptions) {
+    if (option.short_name == letter) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<Option> client_option_list() {
+  std::vector<Option> list;
+  list.reserve(kClientOptions.size());
+  for (const ClientOption &option : kClientOptions) {
+    list.push_back({.name = option.name,
+                    .short_name = option.short_name,
+                    .kind = value_kind(option.kind),
+                    .value = placeholder(value_kind(option.kind)),
+                    .help = option.help,
+                    .initial = initial_value(option),
+                    .choices = {}});
+  }
+  return list;
+}
+
+std::vector<Option> stream_option_list() {
+  std::vector<Option> list;
+  list.reserve(kStreamOptions.size());
+  for (const StreamOption &option : kStreamOptions) {
+    Option entry = {.name = option.key,
+                    .short_name = is_client_letter(option.short_name) ? '\0' : option.short_name,
+                    .kind = value_kind(option.kind),
+                    .value = placeholder(value_kind(option.kind)),
+                    .help = option.help != nullptr ? option.help : "",
+                    .initial = {},
+                    .choices = {}};
+    if (option.kind == OptionKind::kEnum) entry.choices = nicks(option.enum_type());
+    if (option.kind == OptionKind::kBoolean) entry.choices = {"0", "1"};
+    list.push_back(entry);
+  }
+  return list;
 }
