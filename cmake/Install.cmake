@@ -1,4 +1,5 @@
-# What cmake --install puts where. Components: "client", and "camera" with all that belongs to the software camera.
+# What cmake --install puts where. Components: "client", "frames", and "camera" with all that belongs to the software
+# camera.
 #
 # The installed client has no path to any libzel: on a camera the loader finds the camera's own. The software camera
 # lies in a folder of its own, where the loader does not look; the command zel-software-camera points it there.
@@ -6,14 +7,23 @@ include(GNUInstallDirs)
 
 set(ZEL_ZSH_COMPLETION_DIR "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" CACHE STRING "Folder of zsh completions")
 
-install(TARGETS zel-client RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT client)
-if(TARGET documents)
-  install(FILES "${zel_documents}/zel-client.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT client)
-  install(FILES "${zel_documents}/bash/zel-client"
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT client)
-  install(FILES "${zel_documents}/zsh/_zel-client" DESTINATION "${ZEL_ZSH_COMPLETION_DIR}" COMPONENT client)
-  install(FILES "${zel_documents}/fish/zel-client.fish"
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT client)
+# zel_install_program(<program> <component>): the program, its manual page and its completions.
+function(zel_install_program program component)
+  install(TARGETS ${program} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT ${component})
+  if(NOT TARGET documents)
+    return()
+  endif()
+  install(FILES "${zel_documents}/${program}.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT ${component})
+  install(FILES "${zel_documents}/bash/${program}"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT ${component})
+  install(FILES "${zel_documents}/zsh/_${program}" DESTINATION "${ZEL_ZSH_COMPLETION_DIR}" COMPONENT ${component})
+  install(FILES "${zel_documents}/fish/${program}.fish"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT ${component})
+endfunction()
+
+zel_install_program(zel-client client)
+if(TARGET zel-frames)
+  zel_install_program(zel-frames frames)
 endif()
 
 if(ZEL_LIBRARY)
