@@ -20,8 +20,8 @@ case $alone in *libzel.so.1*) ;; *) fail "the loader says: $alone" ;; esac
 
 # The wrapper is the explicit choice; it finds its folder wherever the tree lies.
 "$root/bin/zel-software-camera" "$client" --frames=3 --quiet --mkv=three.mkv 320 180
-[ "$(ffprobe -v error -count_packets -select_streams v -show_entries stream=nb_read_packets -of csv=p=0 three.mkv)" = 3 ] ||
-  fail "the recording does not hold 3 frames"
+packets=$(ffprobe -v error -count_packets -select_streams v -show_entries stream=nb_read_packets -of csv=p=0 three.mkv)
+[ "$packets" = 3 ] || fail "the recording does not hold 3 frames"
 "$root/bin/zel-software-camera" --help >/dev/null
 status=0; "$root/bin/zel-software-camera" >/dev/null || status=$?
 [ $status -eq 2 ] || fail "the wrapper without a command gives $status"
