@@ -15,11 +15,17 @@ struct ErrorSlot {
 
 class FakeZel : public testing::Test {
  protected:
-  void SetUp() override { fake::reset(); }
+  void SetUp() override {
+    fake::reset();
+    before_ = fake::live_objects();
+  }
   void TearDown() override {
     fake::reset();
-    EXPECT_EQ(fake::live_objects(), (fake::LiveObjects{}));
+    EXPECT_EQ(fake::live_objects(), before_);
   }
+
+ private:
+  fake::LiveObjects before_;  // the client's settings map lives as long as the program
 };
 
 gsize serialised_size(zel_map *map, const char *key) {
