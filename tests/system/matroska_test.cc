@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "coded_units.h"
 #include "recording.h"
 
@@ -194,4 +196,25 @@ TEST_F(MatroskaFile, TimesSinceTheEpoch) {
   ASSERT_EQ(record({"--frames=2", "320", "240"}).status, 0);
   EXPECT_THAT(read_file(recording()), HasSubstr("472222:13:20.123456"));
   EXPECT_EQ(probe(recording()).video.front().pts, 1'700'000'000'123);
+}
+
+// Catches a name with a colon that no longer is what the pages say: the protocol of a URL, unless a folder stands first.
+TEST_F(MatroskaFile, NameWithAColon) {
+  const RunResult protocol = run.run({"--mkv=12:30.mkv", "--quiet", "--frames=2", "320", "240"});
+  EXPECT_EQ(protocol.status, 1);
+  EXPECT_EQ(protocol.err, "error: Could not open output file '12:30.mkv'\nzel-client: Failed to create MKV writer\n");
+  ClientRun other;
+  EXPECT_EQ(other.run({"--mkv=./12:30.mkv", "--quiet", "--frames=2", "320", "240"}).status, 0);
+  EXPECT_EQ(probe(other.file("12:30.mkv")).video.size(), 2u);
+}
+
+// Catches a recording on standard output that is mixed with other text or cannot be read.
+TEST_F(MatroskaFile, OnStandardOutput) {
+  const RunResult result = run.run({"--mkv=pipe:1", "--quiet", "--frames=3", "320", "240"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(run.files(), std::vector<std::string>{});
+  std::ofstream(run.file("copy.mkv"), std::ios::binary) << result.out;
+  const StoredFile stored = probe(run.file("copy.mkv"));
+  EXPECT_EQ(stored.video.size(), 3u);
+  EXPECT_EQ(stored.cues.size(), 3u);
 }

@@ -98,14 +98,15 @@ TEST_F(FrameData, ChunksThatDoNotAddUp) {
   EXPECT_EQ(copy_of(frame_data(too_few.get(), slot_.address()), 12), expected);
 }
 
-// Catches a read through a null chunk, and an endless loop over a chunk that keeps failing.
+// Catches a read through a null chunk, an endless loop over a chunk that keeps failing, and bytes of the chunks behind it
+// in its place.
 TEST_F(FrameData, UnreadableChunksBecomeZeroes) {
   const fake::BufferPtr unreadable =
       fake::make_buffer({.payload = counting(4), .chunks = {1, 2, 1}, .contiguous = false, .null_chunk = 1});
   EXPECT_EQ(copy_of(frame_data(unreadable.get(), slot_.address()), 4), (std::vector<std::uint8_t>{1, 0, 0, 4}));
 
   const fake::BufferPtr failing =
-      fake::make_buffer({.payload = counting(4), .chunks = {1, 3}, .contiguous = false, .failing_chunk = 1});
+      fake::make_buffer({.payload = counting(4), .chunks = {1, 2, 1}, .contiguous = false, .failing_chunk = 1});
   EXPECT_EQ(copy_of(frame_data(failing.get(), slot_.address()), 4), (std::vector<std::uint8_t>{1, 0, 0, 0}));
   EXPECT_EQ(slot_.take(), "none");
 }
