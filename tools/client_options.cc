@@ -1,20 +1,16 @@
 // The client's options, made from its two tables and the library's enumerations.
 #include "client_options.h"
 
-#include <memory>
 #include <string_view>
 
+#include "common/owned.h"
 #include "settings/client_options.h"
 #include "settings/stream_options.h"
 
 namespace {
 
-struct TypeClassUnref {
-  void operator()(gpointer type_class) const { g_type_class_unref(type_class); }
-};
-
 std::vector<std::string> nicks(GType type) {
-  const std::unique_ptr<GEnumClass, TypeClassUnref> values(static_cast<GEnumClass *>(g_type_class_ref(type)));
+  const EnumClassPtr values = enum_class(type);
   std::vector<std::string> list;
   for (guint i = 0; i < values->n_values; ++i)
     list.emplace_back(values->values[i].value_nick);

@@ -17,7 +17,7 @@ std::string joined(const std::vector<std::string> &words) {
 }
 
 /// The text with a backslash before each of `special`.
-std::string guarded(std::string_view text, std::string_view special) {
+std::string escaped(std::string_view text, std::string_view special) {
   std::string result;
   for (const char letter : text) {
     if (special.find(letter) != std::string_view::npos) result += '\\';
@@ -88,7 +88,7 @@ std::string zsh_action(const Option &option) {
 }
 
 std::string zsh_value(const Option &option) {
-  return ":" + guarded(option.name, ":\\") + ":" + zsh_action(option);
+  return ":" + escaped(option.name, ":\\") + ":" + zsh_action(option);
 }
 
 /// One argument of _arguments; `sign` says how a value follows.
@@ -101,7 +101,7 @@ void write_zsh_option(std::ostream &out, std::string spec, std::string_view sign
 void write_zsh_options(std::ostream &out, const Command &command) {
   for (const Option &option : command.options) {
     const bool valued = has_value(option);
-    std::string rest = "[" + guarded(option.help.empty() ? option.name : option.help, "[]:\\") + "]";
+    std::string rest = "[" + escaped(option.help.empty() ? option.name : option.help, "[]:\\") + "]";
     if (valued) rest += zsh_value(option);
     write_zsh_option(out, "*--" + option.name, valued ? "=" : "", rest);
     if (option.short_name != 0) write_zsh_option(out, {'*', '-', option.short_name}, valued ? "+" : "", rest);
@@ -123,7 +123,7 @@ void write_zsh_command(std::ostream &out, const Command &command) {
 void write_zsh_commands(const Program &program, std::ostream &out) {
   out << "local curcontext=$curcontext state line\nlocal -a commands=(";
   for (const Command &command : program.commands)
-    if (!command.name.empty()) out << "\n  " << quoted(command.name + ":" + guarded(command.purpose, ":\\"));
+    if (!command.name.empty()) out << "\n  " << quoted(command.name + ":" + escaped(command.purpose, ":\\"));
   out << "\n)\n_arguments -C -s";
   write_zsh_options(out, program.commands.front());
   out << " \\\n  '1:command:->command' \\\n  '*::argument:->argument'\n\ncase $state in\n"
@@ -148,7 +148,7 @@ void write_fish_option(std::ostream &out, const std::string &head, const Option 
     out << " -x";
   }
   // Inside single quotes fish knows the escapes of the backslash and of the quote.
-  out << " -d '" << guarded(option.help.empty() ? option.name : option.help, "\\'") << "'\n";
+  out << " -d '" << escaped(option.help.empty() ? option.name : option.help, "\\'") << "'\n";
 }
 
 }  // namespace
@@ -187,7 +187,7 @@ void write_fish_completion(const Program &program, std::ostream &out) {
   for (const Command &command : program.commands) {
     std::string head = complete;
     if (!command.name.empty()) {
-      out << complete << " -n __fish_use_subcommand -a " << command.name << " -d '" << guarded(command.purpose, "\\'")
+      out << complete << " -n __fish_use_subcommand -a " << command.name << " -d '" << escaped(command.purpose, "\\'")
           << "'\n";
       head += " -n '__fish_seen_subcommand_from " + command.name + "'";
     } else if (has_commands) {

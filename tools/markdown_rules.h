@@ -13,8 +13,8 @@ struct MarkdownFault {
   std::string what;      ///< "bold or italic text" and the like
 };
 
-/// The text with every character of a `code` span and of a link's brackets and target replaced by one that means nothing
-/// in Markdown, at the same offsets. What is left is the text that formats are searched in.
+/// The text with every character of a `code` span and of a link's brackets and target replaced by one that means
+/// nothing in Markdown, at the same offsets. What is left is the text that formats are searched in.
 std::string without_code(std::string_view text);
 
 /// The first kind of fault within a line that is not code: a list, a quote, a rule and so on. Its line is 0.

@@ -35,8 +35,8 @@ typedef struct zel_stream zel_stream;
 /** Memory for one frame; a GObject, released with zel_stream_buffer_unref() or g_object_unref(). */
 typedef struct zel_buffer zel_buffer;
 
-/** The frame in a filled buffer. It is the buffer itself under another name: buffer calls take it without a cast, and it
- * lives as long as the buffer's reference is held. */
+/** The frame in a filled buffer. It is the buffer itself under another name: buffer calls take it without a cast, and
+ * it lives as long as the buffer's reference is held. */
 typedef zel_buffer zel_frame;
 
 /** The value of a pair setting, such as "resolution" (width, height). 8 bytes, no padding. */
@@ -204,8 +204,9 @@ zel_chunk zel_frame_take_chunk_ex(zel_frame *frame, guint32 flags);
 /* ---- Enumerations ----------------------------------------------------------------------------------------------- */
 
 /** GEnum types. The nicks are what a user types. Fixed values: format 0 H.264, 1 H.265, 2 JPEG, 10 AV1, 0xFFFFFFFF
- * unknown; timestamp type 0 presentation time, 1 wall clock, 2 and more custom; buffer access bit 0: the client may read the data;
- * buffer strategy 4: the service brings its own buffers. All other values and all nicks are the library's. */
+ * unknown; timestamp type 0 presentation time, 1 wall clock, 2 and more custom; buffer access bit 0: the client may
+ * read the data; buffer strategy 4: the service brings its own buffers. All other values and all nicks are the
+ * library's. */
 GType zel_format_get_type(void);
 GType zel_h264_profile_get_type(void);
 GType zel_h265_profile_get_type(void);
@@ -220,8 +221,8 @@ GType zel_frame_type_get_type(void);
 
 /* ---- Errors ----------------------------------------------------------------------------------------------------- */
 
-/** The domain of the library's errors. Codes: 3 missing argument or object never set up, 8 failed file operation, 11 out
- * of memory, 13 nothing to fetch yet, 17 a compound operation failed. */
+/** The domain of the library's errors. Codes: 3 missing argument or object never set up, 8 failed file operation, 11
+ * out of memory, 13 nothing to fetch yet, 17 a compound operation failed. */
 GQuark zel_error_quark(void);
 
 /** TRUE when *error marks the end of a stream that was to be expected. */

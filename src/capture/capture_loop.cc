@@ -48,8 +48,9 @@ gint32 wrapping_sum(gint32 count, gint32 more) {
   return static_cast<gint32>(static_cast<guint32>(count) + static_cast<guint32>(more));
 }
 
-/// The kernel lets a thread's timers be 50 us late, to wake fewer times: the sleep of 0 after every frame would last that
-/// long, inside the latency that is reported. From here on this thread, and those that it starts, wake when they are due.
+/// The kernel lets a thread's timers be 50 us late, to wake fewer times: the sleep of 0 after every frame would last
+/// that long, inside the latency that is reported. From here on this thread, and those that it starts, wake when they
+/// are due.
 void sleep_no_longer_than_asked() {
   (void)prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
 }
@@ -74,8 +75,8 @@ void take_event() {
   if (event != nullptr && !client_options.quiet) zel_map_dump(event.get());
 }
 
-/// What a fetch that gave no buffer means. `cause` is errno right after the fetch.
-Next judge_failed_fetch(const Loop &loop, int cause) {
+/// What follows a fetch that gave no buffer. `cause` is errno right after the fetch.
+Next after_failed_fetch(const Loop &loop, int cause) {
   if (g_error_matches(*loop.error, zel_error_quark(), kErrorNothingToFetch)) return Next::kNextPass;
   if (cause == EINTR && frame_limit() < 0) return Next::kEnd;
   if (*loop.error != nullptr && zel_error_is_expected(loop.error)) return Next::kFail;
@@ -118,11 +119,11 @@ bool process_frame(const Loop &loop, zel_frame *frame) {
   return !client_options.meta || meta_write_entry(frame, loop.error);
 }
 
-/// Fetches one frame and takes it through. The reference that the fetch gave is held until the frame's segment flag has
-/// been read, which is after the buffer was handed back; kept so.
+/// Fetches, processes and hands back one frame. The reference that the fetch gave is held until the frame's segment
+/// flag has been read, which is after the buffer was handed back; kept so.
 Next service_frame(Loop *loop) {
   const ObjectPtr<zel_buffer> buffer(zel_stream_get_buffer(stream.get(), loop->error));
-  if (buffer == nullptr) return judge_failed_fetch(*loop, errno);
+  if (buffer == nullptr) return after_failed_fetch(*loop, errno);
   (void)usleep(static_cast<useconds_t>(client_options.delay_us));  // also when it is 0
 
   zel_frame *frame = zel_buffer_get_frame(buffer.get());

@@ -43,7 +43,7 @@ bool start_stream(GError **error) {
 
 /// The end of a run without an error: the outputs are completed and the statistics printed. A failure skips the rest.
 void finish(GError **error) {
-  g_clear_error(error);  // of a fetch that did not end the run, or was interrupted; a failure here must tell its own
+  g_clear_error(error);  // of a fetch that did not end the run, or was interrupted; a failure here must report its own
   if (client_options.mkv != nullptr && !mkv_finalize(error)) return;
   if (client_options.meta && !meta_close(error)) return;
   if (client_options.stats) print_statistics(stdout);

@@ -2,8 +2,8 @@
 #ifndef ZEL_CLIENT_CAPTURE_DRIVER_H
 #define ZEL_CLIENT_CAPTURE_DRIVER_H
 
-/// Captures as the finished settings and the client options say, and releases everything again. Returns the exit status:
-/// 1 when an error ended the run, else 0. The error has been printed.
+/// Captures as the finished settings and the client options say, and releases everything again. Returns the exit
+/// status: 1 when an error ended the run, else 0. The error has been printed.
 int run_capture();
 
 #endif

@@ -26,7 +26,7 @@ void open_output_file(gint32 number) {
   output_file = std::fopen(name.data(), "wb");
   if (output_file == nullptr) return;
   // Frames are large and arrive whole: without a stdio buffer each one is a single write, uncopied, and a full disk
-  // shows at the frame that it hits.
+  // fails at the frame that does not fit.
   (void)std::setvbuf(output_file, nullptr, _IONBF, 0);
 }
 

@@ -1,4 +1,4 @@
-// What the binary interface and the files rest on, whatever the machine: checked when this is compiled.
+// What the binary interface and the files need on every machine: checked when this is compiled.
 #include <sys/types.h>
 
 #include <cstddef>

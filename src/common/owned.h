@@ -35,7 +35,7 @@ using EnumClassPtr = std::unique_ptr<GEnumClass, ClassUnref>;
 
 using ErrorPtr = std::unique_ptr<GError, ErrorFree>;
 
-/// The class of `type`, which is an enumeration; null when the library could not tell its type.
+/// The class of `type`, which is an enumeration; null when the library does not know the type.
 inline EnumClassPtr enum_class(GType type) {
   return EnumClassPtr(static_cast<GEnumClass *>(g_type_class_ref(type)));
 }

@@ -12,9 +12,9 @@ namespace {
 /// Written by time_frame() and finish_frame_timing().
 PreviousTimes previous_times;
 
-/// Folds a 64-bit value into 32-bit extremes: compared as unsigned 64-bit numbers, the winner is cut to its low 32 bits.
-/// Kept so, oddities included: a negative latency reads as a huge number, so that it never lowers a minimum and always
-/// becomes the maximum, and from 2^32 us on only the low 32 bits are kept.
+/// Folds a 64-bit value into 32-bit extremes: compared as unsigned 64-bit numbers, the winner is cut to its low 32
+/// bits. Kept so, oddities included: a negative latency reads as a huge number, so that it never lowers a minimum and
+/// always becomes the maximum, and from 2^32 us on only the low 32 bits are kept.
 void fold_extremes(guint32 &minimum, guint32 &maximum, guint64 value) {
   minimum = static_cast<guint32>(std::min<guint64>(minimum, value));
   maximum = static_cast<guint32>(std::max<guint64>(maximum, value));
@@ -37,7 +37,7 @@ FrameTiming update_frame_stats(FrameStats &stats, PreviousTimes &previous, const
   stats.capacity_total += sample.capacity;
   if (sample.shown) ++stats.nframes;
 
-  // The previous times are compared with each other, not with 0: this is how the first frame is told, and is kept so.
+  // The previous times are compared with each other, not with 0: this is how the first frame is recognised; kept so.
   if (previous.cts == previous.pts) {
     previous = {.cts = sample.cts, .pts = sample.pts};
     stats.client_first_us = sample.cts;

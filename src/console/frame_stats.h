@@ -59,8 +59,8 @@ struct FrameTiming {
   guint64 pts = 0;
 };
 
-/// The statistics of the run. Written by time_frame() and finish_frame_timing() only; never reset. The interrupt handler
-/// may read it in the middle of an update.
+/// The statistics of the run. Written by time_frame() and finish_frame_timing() only; never reset. The interrupt
+/// handler may read it in the middle of an update.
 extern FrameStats frame_stats;
 
 /// Folds one frame into `stats`; of `previous` it changes only the first frame's. Reads no clock and calls no library:

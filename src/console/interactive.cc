@@ -53,7 +53,7 @@ void cycle_delay() {
   g_fprintf(report_stream(), "DELAY %uµs\n", delay);
 }
 
-/// Allows one more frame. The first step also starts the stream, whatever comes of it.
+/// Allows one more frame. The first step also starts the stream; a failure of that is ignored.
 void step(zel_stream *stream) {
   if (step_count < 0) {
     step_count = 0;

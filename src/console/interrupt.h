@@ -5,7 +5,7 @@
 /// Installs on_interrupt(); ends the process when that fails.
 void install_interrupt_handler();
 
-/// The handler. The first interrupt sets the frame limit to -1, which the capture loop honours by its normal end. When
+/// The handler. The first interrupt sets the frame limit to -1, at which the capture loop ends normally. When
 /// the limit is -1 already it prints the statistics, if asked for, and leaves with status 0 at once: nothing is
 /// finalised or flushed. A run that was given the limit -1 so takes its first interrupt for the second.
 void on_interrupt(int signal_number);

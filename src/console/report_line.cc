@@ -89,7 +89,7 @@ const char *frame_type_text(zel_frame *frame) {
   const EnumClassPtr types = enum_class(zel_frame_type_get_type());
   const auto number = static_cast<gint>(zel_frame_get_frame_type(frame));
   const GEnumValue *type = types != nullptr ? g_enum_get_value(types.get(), number) : nullptr;
-  // The nick outlives the reference on its class.
+  // The nick stays valid without the reference on its class.
   return type != nullptr ? type->value_nick : formats::kReportUnknownType;
 }
 

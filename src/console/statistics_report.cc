@@ -13,14 +13,15 @@ double seconds_between(guint64 first_us, guint64 last_us) {
   return static_cast<double>(last_us - first_us) / kMicrosecondsPerSecond;
 }
 
-/// A calendar time and what is left of its second.
+/// A calendar time and the microseconds within its second.
 struct CalendarTime {
   std::tm fields{};
   gint64 micro = 0;  ///< negative for a time before 1970
 };
 
-/// Splits microseconds since the Unix epoch. mktime() normalises in local time; the fields are those of UTC where the
-/// zone has no daylight saving, as on the camera. Kept so. Seconds beyond an int's range are cut to its low bits.
+/// Splits microseconds since the Unix epoch. mktime() normalises in local time: the fields are those of UTC where the
+/// zone's offset is that of 1 January 1970, as in UTC itself. Kept so. Seconds beyond an int's range are cut to its low
+/// bits.
 CalendarTime calendar_time(guint64 epoch_us) {
   const auto value = static_cast<gint64>(epoch_us);
   CalendarTime result;

@@ -29,8 +29,8 @@ ReportFigures report_figures(const FrameStats &stats);
 /// Prints the report on `stats`, with the custom timestamp's lines only with `custom_timestamps`.
 void write_statistics(FILE *file, const FrameStats &stats, bool custom_timestamps);
 
-/// Prints the report on the run so far to `file`, which is the process's real standard output: "quiet" does not hide the
-/// report. Also called by the interrupt handler.
+/// Prints the report on the run so far to `file`, which is the process's real standard output: "quiet" does not hide
+/// the report. Also called by the interrupt handler.
 void print_statistics(FILE *file);
 
 #endif

@@ -1,4 +1,4 @@
-// Lines beginning "error: " on standard error: what FFmpeg refused, before the coded error is carried to the driver.
+// Lines beginning "error: " on standard error: failures of FFmpeg, before the error with its code reaches the driver.
 #ifndef ZEL_CLIENT_OUTPUT_ERROR_LINE_H
 #define ZEL_CLIENT_OUTPUT_ERROR_LINE_H
 

@@ -18,7 +18,8 @@ constexpr std::size_t kZeroes = 64;
 std::vector<std::uint8_t> gathered;
 
 /// Copies the frame's chunks behind one another. They are trusted to add up to the frame's size: what is missing stays
-/// zero, what is too much is left out. A chunk that cannot be taken counts as the last one.
+/// zero, what is too much is left out. A chunk that cannot be taken counts as the last one and is not reported; kept
+/// so.
 void gather(zel_frame *frame, std::size_t size) {
   gathered.clear();
   gathered.reserve(size + kZeroes);

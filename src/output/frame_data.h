@@ -14,7 +14,7 @@
 ///
 /// Null: a contiguous frame's chunk could not be taken (the library has set the error), or memory is exhausted (code 11
 /// "Out of memory"). A contiguous chunk without a data pointer, of an empty frame or of memory that the client may not
-/// read, gives null and no error: the caller has to find one.
+/// read, gives null and no error: the caller has to set one.
 std::uint8_t *frame_data(zel_frame *frame, GError **error);
 
 #endif

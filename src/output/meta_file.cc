@@ -43,7 +43,7 @@ bool meta_open(const char *output_name, GError **error) {
     return set_error(error, kErrorCompound, "Failed to format meta filename");
   }
 
-  (void)meta_stream.release();  // an earlier sidecar is forgotten, not closed; kept as it is
+  (void)meta_stream.release();  // an earlier sidecar is dropped, not closed; kept as it is
   meta_stream.reset(std::fopen(name.data(), "wb"));
   if (meta_stream == nullptr) return set_error(error, kErrorFile, "Failed to open meta file '%s': %m", name.data());
   (void)__fsetlocking(meta_stream.get(), FSETLOCKING_BYCALLER);  // one thread: a record need not pay for locks

@@ -24,7 +24,7 @@ struct FormatCodec {
   AVCodecID codec;
 };
 
-/// The formats that Matroska takes; all others, the uncompressed ones among them, are refused.
+/// The formats that Matroska takes; all others, such as the uncompressed ones, fail.
 constexpr std::array kFormatCodecs = {
     FormatCodec{kFormatH264, AV_CODEC_ID_H264},
     FormatCodec{kFormatH265, AV_CODEC_ID_HEVC},
@@ -32,7 +32,7 @@ constexpr std::array kFormatCodecs = {
     FormatCodec{kFormatAv1, AV_CODEC_ID_AV1},
 };
 
-/// Frames with less codec header than this have none to speak of.
+/// A shorter codec header counts as none.
 constexpr gssize kSmallestHeader = 3;
 
 AVCodecID codec_of(std::uint32_t format) {
@@ -41,7 +41,7 @@ AVCodecID codec_of(std::uint32_t format) {
   return found != kFormatCodecs.end() ? found->codec : AV_CODEC_ID_NONE;
 }
 
-std::nullopt_t refuse(const char *reason) {
+std::nullopt_t fail(const char *reason) {
   print_error_line("{}", reason);
   return std::nullopt;
 }
@@ -65,9 +65,9 @@ bool set_extradata(AVStream *video, const std::uint8_t *data, std::size_t size) 
   return true;
 }
 
-/// FFmpeg aligns everything that it allocates, and a packet with side data is a dozen allocations. glibc cuts the aligned
-/// piece out of a larger one and by default keeps the cuttings apart, only to merge all of them at nearly every free.
-/// Merged at once they cost a fifth of a small frame less.
+/// FFmpeg aligns everything that it allocates, and a packet with side data is a dozen allocations. glibc cuts the
+/// aligned piece out of a larger one and by default keeps the remainders in lists, which nearly every free then merges.
+/// Merging each remainder at once makes a small frame a fifth cheaper.
 void tune_allocator() {
 #ifdef M_MXFAST
   (void)mallopt(M_MXFAST, 0);
@@ -87,26 +87,26 @@ std::optional<MkvWriter> MkvWriter::open(const char *file_name, std::uint32_t fo
   writer.framerate = framerate;
 
   writer.packet.reset(av_packet_alloc());
-  if (writer.packet == nullptr) return refuse("Could not allocate packet");
+  if (writer.packet == nullptr) return fail("Could not allocate packet");
 
   AVFormatContext *context = nullptr;
   const int allocated = avformat_alloc_output_context2(&context, nullptr, "matroska", file_name);
   writer.context.reset(context);
-  if (allocated < 0) return refuse("Could not create output context");
+  if (allocated < 0) return fail("Could not create output context");
   // Each cluster goes to the file when it is complete instead of waiting in the I/O buffer: it survives a crash.
   context->flags |= AVFMT_FLAG_FLUSH_PACKETS;
 
   writer.video = avformat_new_stream(context, nullptr);
-  if (writer.video == nullptr) return refuse("Could not create video stream");
+  if (writer.video == nullptr) return fail("Could not create video stream");
   writer.video->time_base = kMilliseconds;
   writer.video->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
   writer.video->codecpar->codec_id = codec_of(format);
   writer.video->codecpar->width = static_cast<int>(width);
   writer.video->codecpar->height = static_cast<int>(height);
-  if (writer.video->codecpar->codec_id == AV_CODEC_ID_NONE) return refuse("Unsupported video format for MKV writer");
+  if (writer.video->codecpar->codec_id == AV_CODEC_ID_NONE) return fail("Unsupported video format for MKV writer");
 
   writer.subtitle = avformat_new_stream(context, nullptr);
-  if (writer.subtitle == nullptr) return refuse("Could not create subtitle stream");
+  if (writer.subtitle == nullptr) return fail("Could not create subtitle stream");
   writer.subtitle->codecpar->codec_type = AVMEDIA_TYPE_SUBTITLE;
   writer.subtitle->codecpar->codec_id = AV_CODEC_ID_WEBVTT;
   writer.subtitle->time_base = kMilliseconds;
@@ -120,7 +120,7 @@ std::optional<MkvWriter> MkvWriter::open(const char *file_name, std::uint32_t fo
 }
 
 bool mkv_write_header(MkvWriter &writer, zel_frame *frame, const std::uint8_t *data) {
-  // Marked before the attempt, so that a header that was refused is never tried again; kept as it is.
+  // Marked before the attempt, so that a header that failed is never tried again; kept as it is.
   if (std::exchange(writer.header_written, true)) return true;
   const std::size_t size = extradata_size_of(frame);
   if (writer.context != nullptr) {  // not finalised yet
@@ -142,6 +142,6 @@ bool mkv_write_trailer(MkvWriter &writer) {
   const auto context = std::move(writer.context);  // closed and freed at the end, whatever becomes of the trailer
   writer.video = nullptr;
   writer.subtitle = nullptr;
-  // A muxer whose header was refused has released its insides: a trailer would crash it.
+  // After a header that failed, the muxer's state is freed: a trailer would crash it.
   return std::exchange(writer.muxing, false) && av_write_trailer(context.get()) >= 0;
 }

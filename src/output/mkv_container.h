@@ -42,12 +42,12 @@ struct MkvWriter {
                                        std::uint32_t height, double framerate);
 };
 
-/// Writes the container's header at the first call, with the codec configuration at the start of that frame; later calls
-/// do nothing and succeed, also when the first failed. `data` is the frame's bytes. A failure has been printed.
+/// Writes the container's header at the first call, with the codec configuration at the start of that frame; later
+/// calls do nothing and succeed, also when the first failed. `data` is the frame's bytes. A failure has been printed.
 bool mkv_write_header(MkvWriter &writer, zel_frame *frame, const std::uint8_t *data);
 
-/// Writes the trailer and closes the file. False when no header was written or the trailer was not taken. In every case
-/// the writer is left without context and packet.
+/// Writes the trailer and closes the file. False when no header was written or writing the trailer failed. In every
+/// case the writer is left without context and packet.
 bool mkv_write_trailer(MkvWriter &writer);
 
 #endif

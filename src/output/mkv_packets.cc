@@ -39,14 +39,14 @@ void place(const MkvWriter &writer, const AVStream *stream, std::int64_t timesta
 }
 
 /// Without interleaving: packets reach the muxer in the order written, and the muxer is done with the bytes on return.
-/// A packet that was refused is left as it is.
+/// After a failure the packet keeps its bytes.
 bool write_packet(const MkvWriter &writer) {
   if (av_write_frame(writer.context.get(), writer.packet.get()) < 0) return false;
   av_packet_unref(writer.packet.get());
   return true;
 }
 
-/// Empties the packet of what a refused packet before this one left: it has kept its bytes.
+/// Empties the packet, which has kept its bytes when writing it failed.
 void clear(AVPacket *packet) {
   if (packet->buf != nullptr) av_packet_unref(packet);
 }

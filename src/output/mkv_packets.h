@@ -7,7 +7,7 @@
 #include "output/mkv_container.h"
 
 /// The frame period in milliseconds, rounded half up: 33 at 30 frames a second. 0, which players take as "until the
-/// next", for a rate that has no period to speak of: zero, negative, not a number, or so small that the period would
+/// next", for a rate without a usable period: zero, negative, not a number, or so small that the period would
 /// not fit in 31 bits (below a frame in 24 days).
 std::int64_t mkv_packet_duration(double framerate);
 

@@ -27,7 +27,7 @@ bool mkv_write_frame(zel_frame *frame, GError **error) {
 
   std::uint8_t *data = frame_data(frame, error);
   if (data == nullptr) {
-    // Memory and the library have set their errors; a frame without a data pointer comes with none.
+    // Exhausted memory and a failed call have set the error; a frame without a data pointer has set none.
     const bool explained = error != nullptr && *error != nullptr;
     return explained ? false : set_error(error, kErrorCompound, "Failed writing MKV frame");
   }

@@ -26,7 +26,7 @@ void store_default_settings() {
   zel_map_set_boolean(settings_map(), "frame.chunks", TRUE);
 }
 
-/// A word that is no number counts as 0; the service refuses what it cannot serve.
+/// A word that is no number counts as 0; the service checks the resolution.
 guint32 dimension(const char *word) {
   errno = 0;
   return static_cast<guint32>(std::strtol(word, nullptr, 0));
@@ -55,8 +55,8 @@ void read_command_line(int argc, char **argv) {
   store_default_settings();
   GError *error = nullptr;
   if (!g_option_context_parse(option_context, &argc, &argv, &error)) {
-    const ErrorPtr refusal(error);
-    fatal_error("%s\n", refusal->message);
+    const ErrorPtr failure(error);
+    fatal_error("%s\n", failure->message);
   }
   choose_automatic_framerate();
 

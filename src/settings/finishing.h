@@ -8,7 +8,7 @@ void choose_automatic_framerate();
 /// Expands "dynamic", folds the crop, derives the run settings, sets up non-blocking runs and takes the request record.
 /// `configure_terminal` makes single keys readable from standard input; it is called only for interactive and
 /// delayed-play runs, returns only on success, and is handed in because the keyboard belongs to the console, which
-/// stands above the settings.
+/// the settings must not include.
 void finish_settings(void (*configure_terminal)());
 
 #endif

@@ -1,7 +1,7 @@
 // One builder for each kind of stream option: registers it with the option context.
 //
 // An option is one option group with one entry, because GOption hands a callback nothing but the group's user data: the
-// group carries the key that the parser writes. Keys and descriptions must outlive the context.
+// group carries the key that the parser writes. Keys and descriptions must stay valid as long as the context.
 #ifndef ZEL_CLIENT_SETTINGS_OPTION_BUILDERS_H
 #define ZEL_CLIENT_SETTINGS_OPTION_BUILDERS_H
 

@@ -20,7 +20,7 @@ const char *key_of(gpointer key) {
   return static_cast<const char *>(key);
 }
 
-// Trailing characters and out-of-range numbers are the user's business, so sscanf serves as it is.
+// Trailing characters and out-of-range numbers are accepted as sscanf takes them; kept so.
 // NOLINTBEGIN(cert-err34-c)
 
 bool scan_integer(const gchar *value, gint *number) {

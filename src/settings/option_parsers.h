@@ -1,8 +1,8 @@
 // One parser for each kind of stream option: converts the option's text and stores it in the settings map.
 //
-// All have GOption's callback signature (GOptionArgFunc): the option's name as typed, its text (null when an option with
-// an optional value is given without one), the option group's user data, and the error to fill. They return whether the
-// text was taken; a failure without an error makes GOption report its own, naming the option.
+// All have GOption's callback signature (GOptionArgFunc): the option's name as typed, its text (null when an option
+// with an optional value is given without one), the option group's user data, and the error to fill. They return
+// whether the text was taken; a failure without an error makes GOption report its own, naming the option.
 #ifndef ZEL_CLIENT_SETTINGS_OPTION_PARSERS_H
 #define ZEL_CLIENT_SETTINGS_OPTION_PARSERS_H
 
@@ -32,7 +32,7 @@ gboolean parse_double_option(const gchar *name, const gchar *value, gpointer key
 gboolean parse_string_option(const gchar *name, const gchar *value, gpointer key, GError **error);
 
 /// Stores the number of the value whose nick is given. Otherwise prints the accepted nicks on standard error and sets
-/// an error of the client's domain, in place of one that is held already. `data` is an EnumOptionData.
+/// an error of the client's domain, which replaces one that is there. `data` is an EnumOptionData.
 gboolean parse_enum_option(const gchar *name, const gchar *value, gpointer data, GError **error);
 
 /// Stores "min,target,max" as the quad (min, target, max, 0); numbers that are missing at the end are 0.
