@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "frames/common/unusable.h"
+#include "frames/model/statistics.h"
 
 namespace frames {
 namespace {
@@ -62,10 +63,9 @@ std::size_t frame_at(const Capture &capture, const Position &position) {
     unusable("{}: frame {}: the last frame is {}", capture.name, *position.frame, frames.count - 1);
   }
   if (!frames.time_us.all(frames.count)) unusable("{}: its frames have no times", capture.name);
-  const std::int64_t wanted = frames.time_us[0] + *position.after_us;
   std::size_t found = 0;
   for (std::size_t i = 0; i < frames.count; ++i)
-    if (frames.time_us[i] <= wanted) found = i;
+    if (distance_us(frames.time_us[0], frames.time_us[i]) <= *position.after_us) found = i;
   return found;
 }
 

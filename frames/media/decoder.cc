@@ -38,12 +38,10 @@ void Decoder::end() {
 }
 
 const AVFrame *Decoder::take() {
-  const int result = avcodec_receive_frame(context_.get(), frame_.get());
-  failed_ = result < 0 && result != AVERROR(EAGAIN) && result != AVERROR_EOF;
-  return result >= 0 ? frame_.get() : nullptr;
+  return avcodec_receive_frame(context_.get(), frame_.get()) >= 0 ? frame_.get() : nullptr;
 }
 
-bool Decoder::is_faulty(const AVFrame *picture) {
+bool Decoder::is_faulty(const AVFrame *picture) const {
   return picture->decode_error_flags != 0 || (picture->flags & AV_FRAME_FLAG_CORRUPT) != 0;
 }
 

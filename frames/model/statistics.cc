@@ -7,11 +7,6 @@
 namespace frames {
 namespace {
 
-/// How many times frames lie apart, without a signed overflow whatever a file says.
-std::int64_t distance(std::int64_t from, std::int64_t to) {
-  return static_cast<std::int64_t>(static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from));
-}
-
 /// The values of a column from a frame on.
 template <typename Number>
 auto column_values(const Column<Number> &column, std::size_t from, std::size_t count) {
@@ -29,13 +24,13 @@ auto distances(const FrameTable &frames) {
       std::int64_t before = frames.count > 0 ? times[0] : 0;
       for (std::size_t i = 1; i < frames.count; ++i) {
         const std::int64_t time = times[i];
-        visit(distance(before, time));
+        visit(distance_us(before, time));
         before = time;
       }
       return;
     }
     for (std::size_t i = 1; i < frames.count; ++i)
-      if (times.known(i - 1) && times.known(i)) visit(distance(times[i - 1], times[i]));
+      if (times.known(i - 1) && times.known(i)) visit(distance_us(times[i - 1], times[i]));
   };
 }
 
@@ -57,18 +52,11 @@ std::optional<std::int64_t> nominal_distance(const FrameTable &frames) {
   return measured ? std::optional(measured->p50) : std::nullopt;
 }
 
-/// Frames that the sequence numbers skip before a frame, where they are known. Numbers that start again skip nothing.
-std::optional<std::uint64_t> skipped_before(const FrameTable &frames, std::size_t frame) {
-  if (!frames.sequence.known(frame - 1) || !frames.sequence.known(frame)) return std::nullopt;
-  const std::uint32_t step = frames.sequence[frame] - frames.sequence[frame - 1];
-  return step > 1 && step <= INT32_MAX ? step - 1 : 0;
-}
-
 void find_gaps(const FrameTable &frames, Statistics &result) {
   for (std::size_t i = 1; i < frames.count; ++i) {
     const std::optional<std::uint64_t> skipped = skipped_before(frames, i);
     const bool timed = frames.time_us.known(i - 1) && frames.time_us.known(i);
-    const std::int64_t delta = timed ? distance(frames.time_us[i - 1], frames.time_us[i]) : 0;
+    const std::int64_t delta = timed ? distance_us(frames.time_us[i - 1], frames.time_us[i]) : 0;
     if (timed && delta < 0) result.backwards.push_back(i);
     if (timed && delta == 0) result.repeated.push_back(i);
     const std::uint64_t nominal = static_cast<std::uint64_t>(result.nominal_us.value_or(0));
@@ -118,7 +106,7 @@ void measure_rates(const FrameTable &frames, Statistics &result) {
   for (std::size_t i = 0; i < count; ++i)
     result.bytes += frames.size[i];
   if (count == 0 || !frames.time_us.known(0) || !frames.time_us.known(count - 1)) return;
-  result.duration_us = distance(frames.time_us[0], frames.time_us[count - 1]);
+  result.duration_us = distance_us(frames.time_us[0], frames.time_us[count - 1]);
   if (*result.duration_us <= 0) return;
   const auto duration = static_cast<double>(*result.duration_us);
   result.fps = static_cast<double>(count - 1) * 1e6 / duration;
@@ -131,7 +119,13 @@ std::optional<std::int64_t> delta_us(const FrameTable &frames, std::size_t frame
   if (!frames.time_us.known(frame)) return std::nullopt;
   if (frame == 0) return 0;
   if (!frames.time_us.known(frame - 1)) return std::nullopt;
-  return distance(frames.time_us[frame - 1], frames.time_us[frame]);
+  return distance_us(frames.time_us[frame - 1], frames.time_us[frame]);
+}
+
+std::optional<std::uint64_t> skipped_before(const FrameTable &frames, std::size_t frame) {
+  if (!frames.sequence.known(frame - 1) || !frames.sequence.known(frame)) return std::nullopt;
+  const std::uint32_t step = frames.sequence[frame] - frames.sequence[frame - 1];
+  return step > 1 && step <= INT32_MAX ? step - 1 : 0;
 }
 
 Statistics measure_capture(const Capture &capture) {

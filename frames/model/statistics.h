@@ -52,8 +52,17 @@ struct Statistics {
   std::vector<std::size_t> repeated;   ///< frames whose time is that of the one before
 };
 
+/// How far a time is behind another, in us, without a signed overflow whatever a file says.
+constexpr std::int64_t distance_us(std::int64_t from, std::int64_t to) {
+  return static_cast<std::int64_t>(static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from));
+}
+
 /// The distance of a frame to the one before, in us; nothing where it is not known. 0 for the first frame with a time.
 std::optional<std::int64_t> delta_us(const FrameTable &frames, std::size_t frame);
+
+/// Frames that the sequence numbers skip before a frame (not the first), where they are known. Numbers that start again skip
+/// nothing.
+std::optional<std::uint64_t> skipped_before(const FrameTable &frames, std::size_t frame);
 
 /// Measures the capture, whose key frames have been looked for.
 Statistics measure_capture(const Capture &capture);

@@ -11,6 +11,7 @@
 #include "formats/report_line.h"
 #include "frames/common/file.h"
 #include "frames/common/unusable.h"
+#include "frames/sources/console_lines.h"
 #include "frames/sources/source.h"
 
 namespace frames {
@@ -21,8 +22,6 @@ constexpr std::size_t kBlock = std::size_t{256} * 1024;
 constexpr std::size_t kMostOther = std::size_t{8} * 1024 * 1024;
 /// No frame's line is as long.
 constexpr std::size_t kLongestLine = std::size_t{64} * 1024;
-/// A library has some ten types of frames.
-constexpr std::size_t kMostTypes = 256;
 constexpr std::size_t kSearched = std::size_t{1024} * 1024;
 
 File open_text(const std::string &path) {
@@ -87,55 +86,6 @@ class LineReader {
   std::size_t number_ = 0;
   std::uint64_t bytes_ = 0;
   bool skipping_ = false;  ///< inside a line whose start was handed out
-};
-
-/// Sets the columns that a report line has.
-class TableFiller {
- public:
-  explicit TableFiller(FrameTable &frames) : frames_(frames) {}
-
-  void take(const formats::ReportLine &line) {
-    const std::size_t number = frames_.count++;
-    frames_.sequence.set(number, line.sequence);
-    if (line.shape == formats::ReportShape::kDefault) {
-      frames_.type_name.set(number, name_index(line.type));
-    } else {
-      frames_.delta_cts_us.set(number, line.delta_cts);
-    }
-    set_column(number, line);
-    if (number > 0) time_us_ += line.delta_pts;
-    frames_.time_us.set(number, time_us_);
-    frames_.size.set(number, static_cast<std::uint32_t>(line.size));
-  }
-
- private:
-  void set_column(std::size_t number, const formats::ReportLine &line) {
-    switch (line.column) {
-      case formats::ReportColumn::kLatency:
-        frames_.latency_us.set(number, static_cast<std::int64_t>(line.value));  // printed as the unsigned of its bits
-        break;
-      case formats::ReportColumn::kUtc:
-        frames_.utc_us.set(number, line.value);
-        break;
-      case formats::ReportColumn::kCustom:
-        frames_.custom.set(number, line.value);
-        break;
-      case formats::ReportColumn::kNone:
-        break;
-    }
-  }
-
-  std::uint16_t name_index(std::string_view name) {
-    std::vector<std::string> &names = frames_.type_names;
-    for (std::size_t i = 0; i < names.size(); ++i)
-      if (names[i] == name) return static_cast<std::uint16_t>(i);
-    if (names.size() == kMostTypes) unusable("more than {} types of frames in a console text", kMostTypes);
-    names.emplace_back(name);
-    return static_cast<std::uint16_t>(names.size() - 1);
-  }
-
-  FrameTable &frames_;
-  std::int64_t time_us_ = 0;
 };
 
 /// Reads the text to its end, or until no frame's line comes any more. `on_frame` gets each frame's line and its number.

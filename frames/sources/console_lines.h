@@ -1,0 +1,30 @@
+// What the lines of a console text say, put into the table of frames.
+#ifndef ZEL_FRAMES_SOURCES_CONSOLE_LINES_H
+#define ZEL_FRAMES_SOURCES_CONSOLE_LINES_H
+
+#include <cstdint>
+#include <string_view>
+
+#include "formats/report_line.h"
+#include "frames/model/capture.h"
+
+namespace frames {
+
+/// Adds a frame for every report line; times are its distances summed up from 0. Throws Unusable for what no run prints.
+class TableFiller {
+ public:
+  explicit TableFiller(FrameTable &frames) : frames_(frames) {}
+
+  void take(const formats::ReportLine &line);
+
+ private:
+  void set_column(std::size_t number, const formats::ReportLine &line);
+  std::uint16_t name_index(std::string_view name);
+
+  FrameTable &frames_;
+  std::int64_t time_us_ = 0;
+};
+
+}  // namespace frames
+
+#endif
