@@ -96,6 +96,22 @@ KeyState av1_key(Bytes bytes) {
   return KeyState::kUnknown;
 }
 
+/// Every frame header begins with "show an earlier frame", the type in two bits, "show this one".
+bool av1_is_shown(Bytes bytes) {
+  bool has_frames = false;
+  for (std::optional<Obu> obu = obu_at(bytes, 0); obu && obu->payload < bytes.size(); obu = obu_at(bytes, obu->end)) {
+    if (obu->end == obu->payload) continue;
+    const std::uint8_t first = bytes[obu->payload];
+    const bool is_still = obu->type == kSequenceHeader && (first & 8U) != 0;  // its frames have no such beginning
+    if (is_still) return true;
+    if (obu->type != kFrameHeader && obu->type != kFrame) continue;
+    constexpr unsigned kShown = 0x90;
+    if ((first & kShown) != 0) return true;
+    has_frames = true;
+  }
+  return !has_frames;
+}
+
 std::optional<std::size_t> av1_header_size(Bytes bytes, bool whole) {
   const std::optional<std::size_t> unknown = whole ? std::optional<std::size_t>(0) : std::nullopt;
   for (std::size_t from = 0;;) {
@@ -149,6 +165,10 @@ KeyState frame_key(Codec codec, Bytes bytes, bool whole) {
   if (!has_nal_units(codec) && codec != Codec::kAv1) return KeyState::kKey;
   const KeyState state = codec == Codec::kAv1 ? av1_key(bytes) : nal_key(codec, bytes);
   return state == KeyState::kUnknown && whole ? KeyState::kOther : state;
+}
+
+bool frame_is_shown(Codec codec, Bytes bytes) {
+  return codec != Codec::kAv1 || av1_is_shown(bytes);
 }
 
 bool frame_starts_well(Codec codec, Bytes bytes) {

@@ -25,6 +25,10 @@ enum class KeyState : std::uint8_t {
 /// bytes are all of the frame, so that one without a picture is kOther instead of kUnknown.
 KeyState frame_key(Codec codec, std::span<const std::uint8_t> bytes, bool whole);
 
+/// Whether decoding the frame gives a picture to show: false for an AV1 frame that is only kept for later ones. The bytes
+/// are all of the frame.
+bool frame_is_shown(Codec codec, std::span<const std::uint8_t> bytes);
+
 /// Whether the bytes begin as a frame of the codec does: a start code of 3 or 4 bytes and the header of a unit that
 /// exists, JPEG's first marker and the next one's first byte, the header of an AV1 unit that has a size. 10 bytes are enough to
 /// tell; a beginning that is cut before that is none. Uncompressed frames begin with any bytes.

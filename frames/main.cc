@@ -16,13 +16,8 @@ extern "C" {
 
 namespace {
 
-/// Prints one line, whatever the text holds: names of files may have any byte.
-int fail(std::string text) {
-  for (char &character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte < ' ' || byte == 0x7F) character = '?';
-  }
-  (void)std::fprintf(stderr, "zel-frames: %s\n", text.c_str());
+int fail(const std::string &text) {
+  (void)std::fprintf(stderr, "zel-frames: %s\n", frames::one_line(text).c_str());
   return frames::kExitUnusable;
 }
 

@@ -33,6 +33,7 @@ struct Command {
 
 Run add_list(CLI::App &app);
 Run add_stats(CLI::App &app);
+Run add_check(CLI::App &app);
 Run add_compare(CLI::App &app);
 Run add_watch(CLI::App &app);
 
@@ -48,6 +49,10 @@ void add_capture_options(CLI::App &app, CaptureOptions &options);
 /// Adds an option that takes a frame's number or a time.
 void add_position_option(CLI::App &app, const std::string &name, std::optional<Position> &position,
                          const std::string &what);
+
+/// Adds an option that takes a rate: "25", "29.97" or "30000/1001".
+CLI::Option *add_rate_option(CLI::App &app, const std::string &name, std::optional<Rate> &rate,
+                             const std::string &what);
 
 /// Adds --json.
 void add_json_option(CLI::App &app, bool &json);

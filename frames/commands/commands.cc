@@ -15,6 +15,8 @@ constexpr std::array kCommands = {
             "Every frame as a table for a spreadsheet", "--csv cap.h264"},
     Command{"stats", "Measure: lost frames, distances, latencies, sizes", add_stats,
             "Which frames were lost, and how even are the times?", "cap.h264"},
+    Command{"check", "Fail unless it is whole and within the limits", add_check,
+            "Is it whole, and at most 3 frames lost? (for scripts)", "--max-missing 3 cap.h264"},
     Command{"compare", "Hold two runs against each other, chance told apart", add_compare, "Did the latency get worse?",
             "before.txt after.txt"},
     Command{"watch", "Show a run's figures while it goes on", add_watch, "Watch a run", "< run.txt"},
@@ -77,8 +79,7 @@ void parse_size(std::string_view text, CaptureOptions &options) {
   if (!good) throw CLI::ValidationError("--size", whole + " is no size such as 1920x1080");
 }
 
-/// "25", "29.97" or "30000/1001".
-Rate parse_rate(std::string_view text) {
+Rate parse_rate(const std::string &option, std::string_view text) {
   constexpr std::int64_t kMost = 1'000'000;
   const std::string whole(text);
   Rate rate;
@@ -96,7 +97,7 @@ Rate parse_rate(std::string_view text) {
   }
   if (!good || !text.empty() || rate.numerator <= 0 || rate.denominator <= 0 || rate.denominator > kMost ||
       rate.numerator > kMost * rate.denominator) {
-    throw CLI::ValidationError("--fps", whole + " is no rate such as 25, 29.97 or 30000/1001");
+    throw CLI::ValidationError(option, whole + " is no rate such as 25, 29.97 or 30000/1001");
   }
   return rate;
 }
@@ -141,11 +142,13 @@ void add_capture_options(CLI::App &app, CaptureOptions &options) {
          "--size", [&options](const std::string &text) { parse_size(text, options); }, "Size of uncompressed pictures")
       ->type_name("WxH")
       ->group(kGroup);
-  app.add_option_function<std::string>(
-         "--fps", [&options](const std::string &text) { options.fps = parse_rate(text); },
-         "Frames a second of a raw stream without times")
-      ->type_name("F")
-      ->group(kGroup);
+  add_rate_option(app, "--fps", options.fps, "Frames a second of a raw stream without times")->group(kGroup);
+}
+
+CLI::Option *add_rate_option(CLI::App &app, const std::string &name, std::optional<Rate> &rate,
+                             const std::string &what) {
+  const auto parse = [name, &rate](const std::string &text) { rate = parse_rate(name, text); };
+  return app.add_option_function<std::string>(name, parse, what)->type_name("F");
 }
 
 void add_position_option(CLI::App &app, const std::string &name, std::optional<Position> &position,

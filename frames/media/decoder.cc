@@ -38,10 +38,12 @@ void Decoder::end() {
 }
 
 const AVFrame *Decoder::take() {
-  return avcodec_receive_frame(context_.get(), frame_.get()) >= 0 ? frame_.get() : nullptr;
+  const int result = avcodec_receive_frame(context_.get(), frame_.get());
+  failed_ = result < 0 && result != AVERROR(EAGAIN) && result != AVERROR_EOF;
+  return result >= 0 ? frame_.get() : nullptr;
 }
 
-bool Decoder::is_faulty(const AVFrame *picture) const {
+bool Decoder::is_faulty(const AVFrame *picture) {
   return picture->decode_error_flags != 0 || (picture->flags & AV_FRAME_FLAG_CORRUPT) != 0;
 }
 

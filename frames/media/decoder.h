@@ -32,14 +32,18 @@ class Decoder {
   /// The number of the frame that a picture was coded in.
   static std::size_t number_of(const AVFrame *picture) { return static_cast<std::size_t>(picture->pts); }
 
-  /// Whether a picture was faulty, or a fault was found while taking one.
-  bool is_faulty(const AVFrame *picture) const;
+  /// Whether a picture has faults that the decoder concealed.
+  static bool is_faulty(const AVFrame *picture);
+
+  /// Whether the last take() found bytes faulty instead of a picture.
+  bool failed() const { return failed_; }
 
  private:
   CodecPtr context_;
   PacketPtr packet_;
   FramePtr frame_;
   std::vector<std::uint8_t> padded_;
+  bool failed_ = false;
 };
 
 }  // namespace frames

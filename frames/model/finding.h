@@ -28,18 +28,27 @@ class Findings {
  public:
   static constexpr std::size_t kMost = 1000;
 
+  /// How often an id was found, kept or not; all findings of one id fail, or none does.
+  struct Count {
+    std::size_t found = 0;
+    bool fails = false;
+  };
+
   void add(Finding finding) {
-    std::size_t &count = counts_[finding.id];
-    if (++count <= kMost) kept_.push_back(std::move(finding));
+    Count &count = counts_[finding.id];
+    count.fails = finding.fails;
+    any_fails_ = any_fails_ || finding.fails;
+    if (++count.found <= kMost) kept_.push_back(std::move(finding));
   }
 
   const std::vector<Finding> &kept() const { return kept_; }
-  /// How often each id was found, kept or not.
-  const std::map<std::string_view, std::size_t> &counts() const { return counts_; }
+  const std::map<std::string_view, Count> &counts() const { return counts_; }
+  bool any_fails() const { return any_fails_; }
 
  private:
   std::vector<Finding> kept_;
-  std::map<std::string_view, std::size_t> counts_;
+  std::map<std::string_view, Count> counts_;
+  bool any_fails_ = false;
 };
 
 }  // namespace frames

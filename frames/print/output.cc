@@ -10,6 +10,14 @@
 
 namespace frames {
 
+std::string one_line(std::string text) {
+  for (char &character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte < ' ' || byte == 0x7F) character = '?';
+  }
+  return text;
+}
+
 void Output::flush() {
   std::string_view rest = buffer_;
   while (!rest.empty()) {

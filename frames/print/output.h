@@ -10,6 +10,9 @@ namespace frames {
 /// The reader of standard output has gone. Travels to main(), which ends quietly with status 0.
 class ClosedPipe {};
 
+/// The text with a question mark for every control character: what files are called and hold may be anything.
+std::string one_line(std::string text);
+
 /// Collects text and writes it in large pieces. Throws ClosedPipe, or Unusable when the system refuses to write.
 class Output {
  public:

@@ -50,7 +50,7 @@ std::string gop_text(const Gops &gop) {
 void put_capture(std::string &text, const Capture &capture, const Statistics &statistics) {
   std::string what = capture.codec ? std::string(formats::codec_name(*capture.codec)) : "codec unknown";
   if (capture.width != 0) fmt::format_to(std::back_inserter(what), ", {}x{}", capture.width, capture.height);
-  put_line(text, "capture", "{}: {}", capture.name, what);
+  put_line(text, "capture", "{}: {}", one_line(capture.name), what);
   if (statistics.keys) {
     put_line(text, "frames", "{}, {} of them key frames{}", statistics.frames, *statistics.keys,
              statistics.gop ? "; " + gop_text(*statistics.gop) : "");
