@@ -36,7 +36,6 @@ Run add_stats(CLI::App &app);
 Run add_check(CLI::App &app);
 Run add_compare(CLI::App &app);
 Run add_watch(CLI::App &app);
-Run add_check(CLI::App &app);
 
 /// All commands, in the order of the help.
 std::span<const Command> commands();
