@@ -70,3 +70,16 @@ TEST(Library, SearchPathReplacesTheCamera) {
   copied.environment("LD_LIBRARY_PATH", folder.path());
   EXPECT_EQ(copied.run({"--help"}).status, 0);
 }
+
+// Catches a camera that loses its log without a word, or whose client notices more than the word.
+TEST(Library, ACameraWithoutRoomForItsLogGoesOn) {
+  const TempFolder folder;
+  const std::string key_file = folder.path() / "camera.conf";
+  write_file(key_file, "[camera]\npacing = virtual\nproducer = scripted\nlog = /dev/full\n");
+  ClientRun run;
+  run.environment("ZEL_CAMERA", key_file);
+  const RunResult result = run.run({"--quiet", "--frames=3", "--output=" + (folder.path() / "out").string()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "Camera log /dev/full: No space left on device; part of it is lost\n");
+  EXPECT_EQ(std::filesystem::file_size(folder.path() / "out"), 24000U + 2 * 4000U);
+}
