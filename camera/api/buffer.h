@@ -26,7 +26,7 @@ struct BufferState {
   std::atomic<bool> queued = false;  ///< the stream holds it
   bool readable = true;              ///< "buffer.access" lets the client read the data
   std::size_t capacity = 0;          ///< while it holds no frame
-  /// Set in buffers that the stream brought itself: makes another one when the client lets go of this one for good.
+  /// Set in buffers that the stream brought itself: makes another one when the client releases this one.
   std::function<void()> replace;
 
   // What the last fetch attached. It stays readable through the client's reference until the next fetch, also after the

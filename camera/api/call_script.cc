@@ -1,4 +1,4 @@
-// Counting calls against the faults that wait for them.
+// Counting calls.
 #include "api/call_script.h"
 
 #include "common/random.h"

@@ -14,7 +14,8 @@
 namespace camera {
 
 /// One reading of the key file. Made by the first call of the interface; a later zel_map_new or zel_stream_new makes
-/// another one when ZEL_CAMERA names a different file by then. Never freed: objects made under it may outlive the next.
+/// another one when ZEL_CAMERA names a different file by then. Never freed: its objects may be in use after the
+/// next one is made.
 struct Session {
   explicit Session(const char *path);
 
@@ -29,10 +30,10 @@ struct Session {
   std::atomic<std::uint32_t> buffers = 0;  ///< buffers made so far
 };
 
-/// The session in force.
+/// The current session.
 Session &session();
 
-/// The same, after a look at whether ZEL_CAMERA names another file now.
+/// The same, or a new session when ZEL_CAMERA names another file now.
 Session &renewed_session();
 
 }  // namespace camera

@@ -28,7 +28,7 @@ struct StreamState {
   std::size_t capacity = 0;
   std::mutex control;                      ///< one start, stop or play at a time
   std::atomic<std::uint32_t> buffers = 0;  ///< made so far
-  /// Shared with the stream's own buffers, which look for it when they are released; nobody else outlives the stream.
+  /// Shared with the stream's own buffers, which may be released after the stream.
   std::shared_ptr<FrameQueue> queue;
   std::unique_ptr<AvLogCallback> messages;
   std::unique_ptr<Engine> engine;

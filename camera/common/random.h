@@ -15,8 +15,8 @@ constexpr std::uint64_t mix(std::uint64_t value) {
   return value ^ (value >> 31U);
 }
 
-/// A number for the `index`th decision of `name` under `seed`. Stateless, so that threads cannot change each other's
-/// luck and a frame's luck does not hang on the frames before it.
+/// A number for the `index`th decision of `name` under `seed`. Stateless, so that it depends
+/// neither on other threads nor on earlier decisions.
 constexpr std::uint64_t draw(std::uint64_t seed, std::string_view name, std::uint64_t index) {
   std::uint64_t value = mix(seed);
   for (const char letter : name)

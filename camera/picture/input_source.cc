@@ -133,7 +133,7 @@ class FileSource : public InputSource {
   AvPacket packet_;
 };
 
-/// A device captures by itself: what it captured while nobody looked is out of date.
+/// A device captures by itself: what it captured before the call is out of date.
 class DeviceSource : public InputSource {
  public:
   DeviceSource(std::string path, StopCheck is_stopping, std::chrono::milliseconds patience)

@@ -47,7 +47,7 @@ class Picture {
   std::unique_ptr<Source> source_;
   AVPixelFormat pixels_;
   Writing writing_;
-  bool watches_ = false;  ///< whether somebody wants to know about still scenes
+  bool watches_ = false;  ///< whether still scenes matter to the plan
   bool still_ = false;
   bool started_ = false;  ///< the first picture, which the constructor took, has been used or is out of date
   AvFrame current_;

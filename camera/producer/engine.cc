@@ -33,7 +33,7 @@ Engine::~Engine() {
 }
 
 void Engine::start() {
-  if (queue_.has_ended()) stop();  // the client may know of the end before the thread is through
+  if (queue_.has_ended()) stop();  // the client may see the end before the thread has ended
   if (is_running()) return;
   const SignalsBlocked blocked;
   const MessagesSilenced silenced;
@@ -158,7 +158,7 @@ void Engine::wait_for_capture(std::int64_t due_us) {
   }
 }
 
-/// A buffer for the next frame. Only in real time is a frame dropped for lack of one; else the client sets the pace.
+/// A buffer for the next frame. Only in real time is a frame dropped for lack of one; else the producer waits.
 std::optional<BufferHandle> Engine::find_buffer() {
   while (!queue_.is_stopping()) {
     const std::optional<std::uint64_t> held_us = queue_.held_span_us();

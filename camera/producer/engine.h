@@ -34,7 +34,7 @@ class Engine {
   /// Ends the thread and discards what was not fetched. Does nothing when it does not run.
   void stop();
   bool is_running() const { return thread_.joinable(); }
-  /// Lets frames that "buffer_us" keeps back go; stays so until the next stop().
+  /// Delivers the frames that "buffer_us" keeps back; stays so until the next stop().
   void play();
   void force_key() { key_forced_.store(true); }
 

@@ -6,7 +6,7 @@
 namespace camera {
 namespace {
 
-/// Events that nobody fetches are forgotten, the oldest first.
+/// More events than these that wait are dropped, the oldest first.
 constexpr std::size_t kMostEvents = 256;
 
 }  // namespace

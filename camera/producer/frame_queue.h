@@ -50,7 +50,7 @@ class FrameQueue {
 
   /// A run begins: frames are kept back when `holds`, until release_held().
   void begin(bool holds);
-  /// Lets kept frames go, beginning with a key frame, handed over at `now_us` if there is such a time. Appends the
+  /// Delivers kept frames, beginning with a key frame, handed over at `now_us` if there is such a time. Appends the
   /// sequence numbers of those before it, which are lost, to `lost`. Returns false when there was no key frame; frames
   /// are lost then until one is delivered.
   bool release_held(std::optional<std::uint64_t> now_us, std::vector<std::uint32_t> &lost);
@@ -98,13 +98,13 @@ class FrameQueue {
   std::optional<std::string> end_reason_;
   bool running_ = false;
   bool holding_ = false;
-  bool awaits_key_ = false;  ///< kept frames were let go without a key frame among them
+  bool awaits_key_ = false;  ///< there was no key frame among the kept frames
   bool stopping_ = false;
   bool waits_for_change_ = false;  ///< the producer waits for a buffer, a release or the stop
   Wakeup frames_;
   Wakeup idle_;
   Wakeup event_signal_;
-  Wakeup nudge_;  ///< wakes the producer
+  Wakeup nudge_;  ///< ends the producer's wait
 };
 
 }  // namespace camera

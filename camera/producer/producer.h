@@ -44,7 +44,7 @@ class Producer {
   virtual void begin() = 0;
   virtual Product make(const Order &order) = 0;
 
-  /// A frame is left out that nobody asks for: a source that goes on by itself goes on.
+  /// A frame is left out: the source goes on all the same, unless it does so by itself.
   virtual void skip() = 0;
 };
 
