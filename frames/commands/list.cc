@@ -26,7 +26,7 @@ int list(const ListOptions &options) {
   RowRange range{.from = 0, .to = frames.count, .keys_only = options.keys};
   if (options.from) range.from = frame_at(capture, *options.from);
   if (options.to) range.to = frame_at(capture, *options.to) + 1;
-  if (range.from > range.to) unusable("{}: --from lies behind --to", capture.name);
+  if (options.from && options.to && range.from >= range.to) unusable("{}: --from lies behind --to", capture.name);
   if (options.timestamps) {
     if (!frames.time_us.all(frames.count)) unusable("{}: its frames have no times", capture.name);
     if (options.keys) find_keys(capture);

@@ -38,8 +38,11 @@ Demuxer::Demuxer(std::string name, std::vector<Part> parts, const char *format)
   context->pb = io_.get();
   context->io_open = refuse_to_open;
   const AVInputFormat *input_format = format == nullptr ? nullptr : av_find_input_format(format);
-  const int opened =
-      avformat_open_input(&context, parts_.front().path.c_str(), input_format, nullptr);  // frees on failure
+  // Without a name, so that the bytes alone decide what it is. A format that opens files by itself may open none.
+  AVDictionary *options = nullptr;
+  av_dict_set(&options, "protocol_whitelist", "none", 0);
+  const int opened = avformat_open_input(&context, "", input_format, &options);  // frees the context on failure
+  av_dict_free(&options);
   if (opened < 0) unusable("{}: is nothing that can be read: {}", name_, av_error_text(opened));
   input_.reset(context);
   choose_tracks();
@@ -70,8 +73,11 @@ void Demuxer::choose_tracks() {
 }
 
 bool Demuxer::next(AVPacket *packet) {
-  av_packet_unref(packet);
-  return av_read_frame(input_.get(), packet) >= 0;
+  do {
+    av_packet_unref(packet);
+    if (av_read_frame(input_.get(), packet) < 0) return false;
+  } while ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0);  // cut off by the end of the file
+  return true;
 }
 
 int Demuxer::read_bytes(void *self, std::uint8_t *bytes, int count) try {

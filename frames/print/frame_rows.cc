@@ -216,9 +216,10 @@ void print_timestamps(const Capture &capture, const RowRange &range) {
   for_each_row(capture, range, [&](std::size_t frame) {
     const std::int64_t time = capture.frames.time_us[frame];
     if (!first) first = time;
-    const std::int64_t after = time - *first;
-    const std::int64_t magnitude = after < 0 ? -after : after;
-    fmt::format_to(std::back_inserter(output.buffer()), "{}{}.{:03}\n", after < 0 ? "-" : "", magnitude / 1000,
+    const bool is_before = time < *first;
+    const std::uint64_t magnitude =
+        static_cast<std::uint64_t>(is_before ? distance_us(time, *first) : distance_us(*first, time));
+    fmt::format_to(std::back_inserter(output.buffer()), "{}{}.{:03}\n", is_before ? "-" : "", magnitude / 1000,
                    magnitude % 1000);
     output.done();
   });

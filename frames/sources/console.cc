@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstring>
-#include <limits>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -56,8 +55,8 @@ class LineReader {
 
   /// The number of the line that was handed out last, from 1.
   std::size_t number() const { return skipping_ ? number_ + 1 : number_; }
-  /// Bytes that were taken from the file.
-  std::uint64_t bytes() const { return bytes_; }
+  /// Bytes of the text up to the end of what was handed out last.
+  std::uint64_t place() const { return bytes_ - (end_ - begin_); }
 
  private:
   std::size_t find_newline() {
@@ -84,9 +83,16 @@ class LineReader {
   std::size_t scanned_ = 0;  ///< no newline before it
   std::size_t end_ = 0;
   std::size_t number_ = 0;
-  std::uint64_t bytes_ = 0;
-  bool skipping_ = false;  ///< inside a line whose start was handed out
+  std::uint64_t bytes_ = 0;  ///< that were taken from the file
+  bool skipping_ = false;    ///< inside a line whose start was handed out
 };
+
+/// Adds the line's frame; what no run prints is unusable by its place in the text.
+void take_line(TableFiller &filler, const File &file, const formats::ReportLine &line, std::size_t number) try {
+  filler.take(line);
+} catch (const Unusable &error) {
+  unusable("{}: line {}: {}", file.path(), number, error.what());
+}
 
 /// Reads the text to its end, or until no frame's line comes any more. `on_frame` gets each frame's line and its number.
 template <typename OnFrame>
@@ -97,16 +103,13 @@ void read_frames(File &file, OnFrame on_frame) {
   while (const std::optional<std::string_view> line = lines.next()) {
     switch (formats::parse_report_line(*line, frame)) {
       case formats::ReportParse::kFrame:
-        if (frame.size > std::numeric_limits<std::uint32_t>::max()) {
-          unusable("{}: line {}: a frame of {} bytes", file.path(), lines.number(), frame.size);
-        }
         on_frame(frame, lines.number());
-        last_frame = lines.bytes();
+        last_frame = lines.place();
         break;
       case formats::ReportParse::kMalformed:
         unusable("{}: line {}: begins like a frame's line and is none", file.path(), lines.number());
       case formats::ReportParse::kOther:
-        if (lines.bytes() - last_frame > kMostOther) return;
+        if (lines.place() - last_frame > kMostOther) return;
     }
   }
 }
@@ -139,7 +142,8 @@ Capture open_console(const std::string &path) {
   capture.kind = SourceKind::kConsole;
   File file = open_text(path);
   TableFiller filler(capture.frames);
-  read_frames(file, [&filler](const formats::ReportLine &line, std::size_t) { filler.take(line); });
+  read_frames(file,
+              [&](const formats::ReportLine &line, std::size_t number) { take_line(filler, file, line, number); });
   if (capture.frames.count == 0) unusable("{}: holds no frame's line", file.path());
   if (path != "-") capture.files.push_back(path);
   return capture;
@@ -161,9 +165,10 @@ void join_console(Capture &capture, const std::string &path) {
       unusable("{}: line {}: has {} bytes, frame {} of {} has {}", file.path(), number, line.size, frame, capture.name,
                frames.size[frame]);
     }
-    filler.take(line);
+    take_line(filler, file, line, number);
     last_line = number;
   });
+  if (text.count == 0 && frames.count != 0) unusable("{}: holds no frame's line", file.path());
   if (text.count != frames.count) {
     unusable("{}: line {}: the last of {} frames, {} has {}", file.path(), last_line, text.count, capture.name,
              frames.count);
@@ -175,6 +180,7 @@ void join_console(Capture &capture, const std::string &path) {
   frames.latency_us = std::move(text.latency_us);
   frames.utc_us = std::move(text.utc_us);
   frames.custom = std::move(text.custom);
+  if (!frames.time_us.any()) frames.time_us = std::move(text.time_us);
   if (path != "-") capture.files.push_back(path);
 }
 

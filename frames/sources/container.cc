@@ -1,6 +1,5 @@
 // Frames of a container's video track; from the client's Matroska files with the exact times of its cues.
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -10,6 +9,7 @@
 #include "frames/common/unusable.h"
 #include "frames/media/demuxer.h"
 #include "frames/media/raw_frames.h"
+#include "frames/model/statistics.h"
 #include "frames/sources/source.h"
 
 namespace frames {
@@ -122,7 +122,8 @@ void join_sidecar(Capture &capture, const std::string &path) {
   for (std::size_t i = 0; i < both; ++i) {
     if (!capture.frames.time_us.known(i)) continue;
     const std::int64_t time_us = capture.frames.time_us[i];
-    if (std::abs(time_us - sidecar.frames.time_us[i]) > kContainerPrecisionUs) {
+    const std::int64_t distance = distance_us(sidecar.frames.time_us[i], time_us);
+    if (distance > kContainerPrecisionUs || distance < -kContainerPrecisionUs) {
       unusable("{}: record {}: is at {} us, frame {} of {} at {} us", path, i, sidecar.frames.time_us[i], i,
                capture.name, time_us);
     }

@@ -72,7 +72,7 @@ std::optional<int> part_number(const Pattern &pattern, const std::string &path) 
   std::string_view digits = path;
   digits.remove_prefix(pattern.before.size());
   digits.remove_suffix(pattern.behind.size());
-  const std::size_t start = digits.find_first_of("0123456789");
+  const std::size_t start = digits.find_first_of("-0123456789");  // a run that skipped its first frames has a part -1
   if (start == std::string_view::npos) return std::nullopt;
   int number = 0;
   std::from_chars(digits.data() + start, digits.data() + digits.size(), number);

@@ -69,7 +69,8 @@ bool is_console_text(const std::string &path);
 /// A console text, or standard input for "-".
 Capture open_console(const std::string &path);
 
-/// Joins the console text to a capture from another source, frame by frame in order.
+/// Joins the console text to a capture from another source, frame by frame in order. Its distances give times to a capture
+/// without any.
 void join_console(Capture &capture, const std::string &path);
 
 }  // namespace frames
