@@ -9,6 +9,7 @@
 #include "frames/common/unusable.h"
 #include "frames/media/demuxer.h"
 #include "frames/media/raw_frames.h"
+#include "frames/media/segment.h"
 #include "frames/model/statistics.h"
 #include "frames/sources/source.h"
 
@@ -148,6 +149,26 @@ void add_frame(Capture &capture, RawFrames &converter, const AVPacket *packet) {
   frames.key.set(number, is_key ? 1 : 0);
 }
 
+/// What the container itself says of its end: a recording that was not ended, a file or a track that was cut off.
+void check_end(Capture &capture, const AVStream &video) {
+  if (const auto segment = read_segment(capture.name)) {
+    const std::uint64_t bytes = File(capture.name).size();
+    if (!segment->end) {
+      capture.findings.add({.id = "trailer", .text = "there is no index: the recording was not ended properly"});
+    } else if (*segment->end > bytes) {
+      capture.findings.add(
+          {.id = "trailer",
+           .text = fmt::format("the file has {} of {} bytes, without its index", bytes, *segment->end)});
+    }
+  }
+  const auto indexed = static_cast<std::uint64_t>(std::max<std::int64_t>(video.nb_frames, 0));
+  if (indexed > capture.frames.count) {
+    capture.findings.add({.id = "raw-size",
+                          .text = fmt::format("the index has {} frames, {} are whole", indexed, capture.frames.count),
+                          .frame = capture.frames.count});
+  }
+}
+
 }  // namespace
 
 Capture open_container(const CaptureOptions &options) {
@@ -174,6 +195,7 @@ Capture open_container(const CaptureOptions &options) {
   }
   if (capture.frames.count == 0) unusable("{}: holds no whole frame", capture.name);
   times.set(capture.frames);
+  check_end(capture, *video);
   capture.files.push_back(capture.name);
   if (!options.meta.empty()) join_sidecar(capture, options.meta);
   capture.open_bytes = [](const Capture &self) { return std::make_unique<ContainerReader>(self); };

@@ -187,6 +187,16 @@ std::optional<formats::Codec> codec_of(const Capture &capture, const CaptureOpti
   return std::nullopt;
 }
 
+/// The same where the stream's first bytes are spoiled: what the first of its frames that says something says.
+std::optional<formats::Codec> codec_of_frames(const Capture &capture) {
+  constexpr std::size_t kMostFrames = 16;
+  constexpr std::size_t kStart = 64;
+  RawReader reader(capture);
+  for (std::size_t i = 0; i < std::min(capture.frames.count, kMostFrames); ++i)
+    if (const auto codec = guess_codec(reader.read_start(i, kStart))) return codec;
+  return std::nullopt;
+}
+
 std::string sidecar_of(const CaptureOptions &options) {
   if (!options.meta.empty()) return options.meta;
   std::string beside = options.capture + std::string(formats::kSidecarSuffix);
@@ -219,6 +229,7 @@ Capture open_raw(const CaptureOptions &options) {
     const std::uint64_t told =
         load_sidecar(capture, sidecar, {.raw_bytes = capture.raw_bytes(), .figures_only = options.figures_only});
     check_sizes(capture, told);
+    if (!capture.codec) capture.codec = codec_of_frames(capture);
   } else if (!split_raw(capture, options)) {
     return open_container(options);
   }

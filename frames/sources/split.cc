@@ -43,6 +43,14 @@ void add_frame(Capture &capture, const std::optional<Rate> &rate, std::uint64_t 
   if (rate) frames.time_us.set(number, time_at(*rate, number));
 }
 
+/// Tells of bytes that belong to no frame, which begin at `offset`.
+void note_remainder(Capture &capture, std::uint64_t offset) {
+  if (offset >= capture.raw_bytes()) return;
+  capture.findings.add({.id = "raw-size",
+                        .text = fmt::format("{} bytes at the end are no whole frame", capture.raw_bytes() - offset),
+                        .byte = offset});
+}
+
 void split_pictures(Capture &capture, const CaptureOptions &options) {
   if (options.width == 0) {
     unusable("{}: uncompressed frames without a sidecar need their size: --size WIDTHxHEIGHT", capture.name);
@@ -52,11 +60,7 @@ void split_pictures(Capture &capture, const CaptureOptions &options) {
   std::uint64_t offset = 0;
   for (; offset + size <= capture.raw_bytes(); offset += size)
     add_frame(capture, options.fps, offset, static_cast<std::uint32_t>(size), true);
-  if (offset < capture.raw_bytes()) {
-    capture.findings.add({.id = "raw-size",
-                          .text = fmt::format("{} bytes at the end are no whole frame", capture.raw_bytes() - offset),
-                          .byte = offset});
-  }
+  note_remainder(capture, offset);
 }
 
 void split_coded(Capture &capture, const CaptureOptions &options) {
@@ -69,6 +73,7 @@ void split_coded(Capture &capture, const CaptureOptions &options) {
     add_frame(capture, options.fps, offset, static_cast<std::uint32_t>(bytes.size()), is_key);
     offset += bytes.size();
   }
+  note_remainder(capture, offset);
 }
 
 }  // namespace
