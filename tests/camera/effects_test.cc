@@ -372,7 +372,8 @@ TEST_F(Effect, buffer_us) {
   EXPECT_TRUE(frames[0].key);
 }
 
-// When the key frame among the kept ones is too old by the time of play, what follows cannot be decoded before a new one.
+// When the key frame among the kept ones is too old by the time of play, what follows cannot be decoded before a new
+// one.
 TEST_F(Effect, buffer_us_without_a_key_frame) {
   configure("producer=scripted");
   create({kSize, {"framerate", 200.0}, {"buffer_us", guint32{20000}}}, 8);

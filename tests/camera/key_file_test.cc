@@ -74,7 +74,8 @@ TEST_F(KeyFileTest, TheCameraNeedsNoKeyFile) {
   EXPECT_TRUE(fetch().key);
 }
 
-// Object numbers and call counts begin anew with a new key file, so that tests in one process do not disturb each other.
+// Object numbers and call counts begin anew with a new key file, so that tests in one process do not disturb each
+// other.
 TEST_F(KeyFileTest, ANewFileBeginsANewLog) {
   (void)request({});
   configure("pacing=virtual");

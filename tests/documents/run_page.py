@@ -24,7 +24,8 @@ from terminal import Terminal
 
 KEYS = {"Enter": "\n", "Ctrl-C": "\x03"}
 BLOCK = re.compile(
-    r"(?:^<!-- (?P<head>file|keys): (?P<detail>[^\n]*) -->\n\n?)?^```(?P<kind>\w+)\n(?P<text>.*?)^```$", re.MULTILINE | re.DOTALL)
+    r"(?:^<!-- (?P<head>file|keys): (?P<detail>[^\n]*) -->\n\n?)?^```(?P<kind>\w+)\n(?P<text>.*?)^```$",
+    re.MULTILINE | re.DOTALL)
 EXAMPLE = re.compile(r"^\.EX\n(.*?)^\.EE$", re.MULTILINE | re.DOTALL)
 
 

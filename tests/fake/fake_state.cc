@@ -94,7 +94,8 @@ gboolean zel_error_is_expected(GError **error) {
   return error != nullptr && *error != nullptr && state().last_error_expected ? TRUE : FALSE;
 }
 
-// ---- Enumerations: only a few values each, enough to look one up and to miss one ---------------------------------------
+// ---- Enumerations: only a few values each, enough to look one up and to miss one
+// ---------------------------------------
 
 namespace {
 

@@ -1,5 +1,5 @@
-// An in-process libzel for unit tests: a working zel_map, scripted frames and fetches, a record of every call, failures on
-// demand. No thread, no encoder, no socket.
+// An in-process libzel for unit tests: a working zel_map, scripted frames and fetches, a record of every call, failures
+// on demand. No thread, no encoder, no socket.
 //
 // A test links zel-client-core and fake-zel in place of libzel. It begins with fake::reset(), scripts what the stream
 // shall deliver, runs the code under test and reads fake::calls().
@@ -11,7 +11,8 @@
 //     ...
 //     EXPECT_EQ(fake::calls("zel_stream_get_buffer").size(), 2u);
 //
-// A frame that belongs to no stream is made with fake::make_buffer(); a zel_frame is the same pointer as its zel_buffer.
+// A frame that belongs to no stream is made with fake::make_buffer(); a zel_frame is the same pointer as its
+// zel_buffer.
 #ifndef ZEL_CLIENT_TESTS_FAKE_ZEL_H
 #define ZEL_CLIENT_TESTS_FAKE_ZEL_H
 
@@ -40,7 +41,8 @@ using StreamPtr = std::unique_ptr<zel_stream, Unref>;
 /// Writes settings into a fresh map.
 using FillMap = std::function<void(zel_map *)>;
 
-// ---- Frames ----------------------------------------------------------------------------------------------------------
+// ---- Frames
+// ----------------------------------------------------------------------------------------------------------
 
 /// The frame types that zel_frame_type_get_type() of the fake knows, with the nicks "idr", "i", "p", "b" and "av1-key".
 inline constexpr guint32 kTypeIdr = 1, kTypeI = 2, kTypeP = 3, kTypeB = 4, kTypeAv1Key = 10;
@@ -82,7 +84,8 @@ void refill(zel_buffer *buffer, Frame frame);
 /// (g_variant_new_uint16). Takes a floating reference.
 void map_set_variant(zel_map *map, const char *key, GVariant *value);
 
-// ---- The stream's script ---------------------------------------------------------------------------------------------
+// ---- The stream's script
+// ---------------------------------------------------------------------------------------------
 
 /// How a call fails: what it leaves in the error slot and in errno.
 struct Failure {
@@ -131,14 +134,17 @@ const zel_map *requested_settings();
 /// Buffers that are enqueued and not fetched again.
 std::size_t enqueued_buffers();
 
-// ---- Failures --------------------------------------------------------------------------------------------------------
+// ---- Failures
+// --------------------------------------------------------------------------------------------------------
 
-/// Lets the nth use (1 is the first) from now on of a libzel call fail, or every use when nth is 0. It then returns NULL,
-/// FALSE or -1 and sets its error. Works for every call that can fail: all zel_stream_* calls but get_id, zel_map_new,
-/// zel_frame_take_chunk and zel_frame_take_chunk_ex. zel_stream_get_buffer is better scripted with queue_fetch_error().
+/// Lets the nth use (1 is the first) from now on of a libzel call fail, or every use when nth is 0. It then returns
+/// NULL, FALSE or -1 and sets its error. Works for every call that can fail: all zel_stream_* calls but get_id,
+/// zel_map_new, zel_frame_take_chunk and zel_frame_take_chunk_ex. zel_stream_get_buffer is better scripted with
+/// queue_fetch_error().
 void fail(std::string_view call, unsigned nth = 1, Failure failure = {});
 
-// ---- The record ------------------------------------------------------------------------------------------------------
+// ---- The record
+// ------------------------------------------------------------------------------------------------------
 
 /// Every call since reset(), in order, as "name" or "name field=value ...":
 ///   zel_map_set_uint32 key=width value=640        (pairs 640x480, quads 1,2,3,4, booleans TRUE/FALSE)

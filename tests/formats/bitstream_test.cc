@@ -54,7 +54,8 @@ KeyState key(Codec codec, const Bytes &bytes) {
   return formats::frame_key(codec, bytes, true);
 }
 
-// Catches another picture than an IDR one taken for key, units before it taken for pictures, and a later one that decides.
+// Catches another picture than an IDR one taken for key, units before it taken for pictures, and a later one that
+// decides.
 TEST(FrameKey, H264) {
   for (unsigned type = 0; type < 32; ++type) {
     const KeyState expected = type == 5 ? KeyState::kKey : KeyState::kOther;
@@ -126,8 +127,8 @@ TEST(FrameKey, NoUnits) {
   }
 }
 
-// Catches headers that are taken to end elsewhere than where the camera says: before the first unit that is no parameter
-// set.
+// Catches headers that are taken to end elsewhere than where the camera says: before the first unit that is no
+// parameter set.
 TEST(HeaderSize, NalUnits) {
   EXPECT_EQ(formats::header_size(Codec::kH264, joined({kH264Sets, h264(5)}), true), 14u);
   EXPECT_EQ(formats::header_size(Codec::kH264, joined({kH264Sets, h264(6, true), h264(5)}), true), 14u);

@@ -144,8 +144,8 @@ TEST(ReportLine, CarriageReturn) {
   EXPECT_EQ(kind_of(line + "\n"), ReportParse::kMalformed);
 }
 
-// Catches a line that is cut anywhere, of which a number may be left that is not the whole one, and what follows a line.
-// Only a last number can be cut to a shorter one.
+// Catches a line that is cut anywhere, of which a number may be left that is not the whole one, and what follows a
+// line. Only a last number can be cut to a shorter one.
 TEST(ReportLine, CutLines) {
   const std::string lines[] = {
       "zel-client: frame =    1, type = i, Δpts =       0, latency =       0 µs, size = 7",

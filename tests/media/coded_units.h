@@ -14,8 +14,8 @@
 /// AV1 without temporal delimiters, all of any other stream.
 std::vector<std::string> coded_units(std::uint32_t format, const std::string &raw);
 
-/// The same pieces of what Matroska stores, where NAL units have a length of four bytes before them in place of the start
-/// code.
+/// The same pieces of what Matroska stores, where NAL units have a length of four bytes before them in place of the
+/// start code.
 std::vector<std::string> stored_units(std::uint32_t format, const std::string &stored);
 
 /// Bytes before the first picture data of an H.264, H.265 or AV1 frame: parameter sets, sequence header.

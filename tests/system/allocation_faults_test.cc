@@ -84,7 +84,8 @@ TEST(AllocationFaults, OfFramesInChunks) {
   EXPECT_GT(nth, 20U);
 }
 
-// Catches a line about a file whose long name takes memory of its own, and ends the run with a signal when there is none.
+// Catches a line about a file whose long name takes memory of its own, and ends the run with a signal when there is
+// none.
 TEST(AllocationFaults, OfALongFileName) {
   std::size_t nth = 1;
   for (bool struck = true; struck; ++nth) {

@@ -1,5 +1,5 @@
-// Every call of the interface fails once, at every point of a run where it is made: a run with raw output and a sidecar,
-// and runs with Matroska.
+// Every call of the interface fails once, at every point of a run where it is made: a run with raw output and a
+// sidecar, and runs with Matroska.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -37,8 +37,8 @@ inline std::size_t occurrences(std::string_view text, std::string_view part) {
   return count;
 }
 
-/// The text of a column or of the report's line `label`: what stands behind "<label> = ", blanks skipped, up to the next
-/// blank, comma or line end. "" when there is none.
+/// The text of a column or of the report's line `label`: what stands behind "<label> = ", blanks skipped, up to the
+/// next blank, comma or line end. "" when there is none.
 inline std::string field(const std::string &text, const std::string &label) {
   std::size_t at = text.find(label);
   if (at == std::string::npos) return "";

@@ -20,7 +20,8 @@ struct Struck {
   RunResult result;
 };
 
-/// The run with the nth `call` on a file failing in the way `kind`; no file in the answer when the run has no such call.
+/// The run with the nth `call` on a file failing in the way `kind`; no file in the answer when the run has no such
+/// call.
 Struck run_with_file_fault(ClientRun *run, Output output, const std::string &call, std::size_t nth,
                            const std::string &kind, bool last = false) {
   sweep::prepare(run, output);
@@ -49,8 +50,8 @@ bool has(const ClientRun &run, const std::string &name) {
   return std::filesystem::exists(run.file(name));
 }
 
-/// The frames that the sidecar counts, each with a whole record. Behind those may be what a failed record left, which is
-/// not counted, and the count is at the very end.
+/// The frames that the sidecar counts, each with a whole record. Behind those may be what a failed record left, which
+/// is not counted, and the count is at the very end.
 std::size_t counted_frames(const ClientRun &run) {
   if (!has(run, "out.meta")) return 0;
   const std::string bytes = read_file(run.file("out.meta"));
@@ -81,8 +82,8 @@ const std::map<std::string, std::vector<std::string>> kFaults = {
 
 }  // namespace
 
-// Catches a file operation whose failure is overlooked, reported with the wrong text or status, or spoils what is stored
-// already. A failing close is not looked at: it only costs what was not written yet, the sidecar's count.
+// Catches a file operation whose failure is overlooked, reported with the wrong text or status, or spoils what is
+// stored already. A failing close is not looked at: it only costs what was not written yet, the sidecar's count.
 TEST(FileFaults, OfRawFileAndSidecar) {
   for (const auto &[call, kinds] : kFaults) {
     for (const std::string &kind : kinds) {

@@ -114,8 +114,10 @@ TEST(Harness, ReadsTheCamerasLog) {
 {"kind":"call","n":4,"name":"zel_map_set_uint32","args":{"map":1,"key":"crop.x","value":5}}
 {"kind":"call","n":5,"name":"zel_map_remove_prefix","args":{"map":1,"prefix":"crop."}}
 {"kind":"call","n":6,"name":"zel_map_merge","args":{"destination":2,"source":1}}
-{"kind":"call","n":7,"name":"zel_stream_new","args":{"map":1,"values":{"dynamic":1}},"result":null,"error":{"code":3,"message":"no"},"errno":"EIO"}
-{"kind":"frame","sequence":4,"timestamp":1,"utc":2,"custom":3,"size":2,"header_size":1,"type":"i","type_value":0,"key":true,"shown":true,"segment_start":false,"empty":false,"buffer":1,"offset":1}
+{"kind":"call","n":7,"name":"zel_stream_new","args":{"map":1,"values":{"dynamic":1}},"result":null,)"
+             R"("error":{"code":3,"message":"no"},"errno":"EIO"}
+{"kind":"frame","sequence":4,"timestamp":1,"utc":2,"custom":3,"size":2,"header_size":1,"type":"i",)"
+             R"("type_value":0,"key":true,"shown":true,"segment_start":false,"empty":false,"buffer":1,"offset":1}
 {"kind":"drop","sequence":5,"reason":"injected"}
 {"kind":"release","object":"map","id":2}
 {"kind":"rel)");

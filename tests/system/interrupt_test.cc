@@ -118,8 +118,8 @@ TEST(InterruptOutputs, BetweenFrames) {
   expect_whole_outputs(run, 3);
 }
 
-// Catches an interrupt that comes before the loop and is forgotten or taken for the end: the run has no frame. The first
-// of these calls belongs to the finishing of the settings, where the handler is in place already.
+// Catches an interrupt that comes before the loop and is forgotten or taken for the end: the run has no frame. The
+// first of these calls belongs to the finishing of the settings, where the handler is in place already.
 TEST(InterruptOutputs, BeforeTheFirstFrame) {
   for (const char *call : {"zel_map_merge", "zel_stream_new", "zel_stream_get_info", "zel_stream_start"}) {
     ClientRun run;

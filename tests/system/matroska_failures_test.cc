@@ -74,7 +74,8 @@ TEST_F(MatroskaFailure, StreamFailsBeforeTheFirstFrame) {
   EXPECT_EQ(read_file(recording()), "");
 }
 
-// Catches the crash of a trailer after a refused header: the first frames bring no parameter sets that H.265 and AV1 need.
+// Catches the crash of a trailer after a refused header: the first frames bring no parameter sets that H.265 and AV1
+// need.
 TEST_F(MatroskaFailure, HeaderIsRefused) {
   for (const char *format : {"h265", "av1"}) {
     ClientRun other;
@@ -145,8 +146,8 @@ TEST_F(MatroskaFailure, FrameCannotBeTaken) {
   EXPECT_NE(stored.duration, "");
 }
 
-// Catches a run that ends silently, with status 0, at a frame whose bytes the client does not get: memory that it may not
-// read, and an empty frame.
+// Catches a run that ends silently, with status 0, at a frame whose bytes the client does not get: memory that it may
+// not read, and an empty frame.
 TEST_F(MatroskaFailure, FrameWithoutBytes) {
   for (const FrameRule &rule : {FrameRule{.from = 2, .null_chunk = 0}, FrameRule{.from = 2, .size = 0}}) {
     ClientRun other;
@@ -200,7 +201,8 @@ TEST_F(MatroskaFailure, MatroskaFileIsOpenedBeforeTheSidecar) {
   EXPECT_EQ(read_file(recording()), "");
 }
 
-// Catches another order at the end: the Matroska file is completed before the sidecar, but after it when the run failed.
+// Catches another order at the end: the Matroska file is completed before the sidecar, but after it when the run
+// failed.
 TEST_F(MatroskaFailure, OrderAtTheEnd) {
   const auto ends = [](bool fails) {
     const TempFolder folder;

@@ -170,8 +170,8 @@ TEST_F(MatroskaFile, RawFileStaysEmpty) {
   EXPECT_EQ(read_file(run.file("raw")), "");
 }
 
-// Catches the first frame's type having a say: a stream of frames that are all not key frames. (Every JPEG is one for the
-// muxer, whatever the camera says.)
+// Catches the first frame's type having a say: a stream of frames that are all not key frames. (Every JPEG is one for
+// the muxer, whatever the camera says.)
 TEST_F(MatroskaFile, NoKeyFrame) {
   run.camera().scripted().frames({.count = 0, .size = 500, .key = false});
   ASSERT_EQ(record({"--frames=4"}).status, 0);
@@ -198,7 +198,8 @@ TEST_F(MatroskaFile, TimesSinceTheEpoch) {
   EXPECT_EQ(probe(recording()).video.front().pts, 1'700'000'000'123);
 }
 
-// Catches a name with a colon that no longer is what the pages say: the protocol of a URL, unless a folder stands first.
+// Catches a name with a colon that no longer is what the pages say: the protocol of a URL, unless a folder stands
+// first.
 TEST_F(MatroskaFile, NameWithAColon) {
   const RunResult protocol = run.run({"--mkv=12:30.mkv", "--quiet", "--frames=2", "320", "240"});
   EXPECT_EQ(protocol.status, 1);

@@ -161,8 +161,8 @@ TEST(OptionValues, EnumWithoutValueShowsTheNicks) {
   }
 }
 
-// Catches a text beyond the locale's characters, which the option library cannot convert: its error and the parser's met
-// in one slot, which made GLib complain and hid the parser's message.
+// Catches a text beyond the locale's characters, which the option library cannot convert: its error and the parser's
+// met in one slot, which made GLib complain and hid the parser's message.
 TEST(OptionValues, TextBeyondTheLocalesCharacters) {
   EXPECT_THAT(
       refused({"--format=\u00e9"}).err,
@@ -172,8 +172,8 @@ TEST(OptionValues, TextBeyondTheLocalesCharacters) {
   EXPECT_EQ(refused({"--bitrate=\u00e9"}).err, not_converted);
 }
 
-// Catches a memory stream that cannot be opened and goes unnoticed, or is told: while the help's lists are made, and while
-// a refused nick's list is. The ten enum options come first.
+// Catches a memory stream that cannot be opened and goes unnoticed, or is told: while the help's lists are made, and
+// while a refused nick's list is. The ten enum options come first.
 TEST(OptionValues, NoMemoryForAnEnumListEndsTheRunSilently) {
   for (const std::string nth : {"1", "11"}) {
     ClientRun run;

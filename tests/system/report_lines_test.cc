@@ -13,7 +13,8 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
-/// Three scripted frames at 5 s, 40 ms apart on the service's clock. The client handles them 1.5 ms, 2 ms and 3 ms later.
+/// Three scripted frames at 5 s, 40 ms apart on the service's clock. The client handles them 1.5 ms, 2 ms and 3 ms
+/// later.
 class ReportLines : public testing::Test {
  protected:
   void SetUp() override {
@@ -154,7 +155,8 @@ TEST_F(ReportLines, TypeWidthWithoutAFormat) {
               testing::StartsWith("zel-client: frame =    0, type = idr, Δpts"));
 }
 
-// Catches a step of the service's clock that is shown as unsigned: back by 1 s, by nothing, and on by more than 2^31 us.
+// Catches a step of the service's clock that is shown as unsigned: back by 1 s, by nothing, and on by more than 2^31
+// us.
 TEST_F(ReportLines, ClockSteps) {
   run.camera().frames({.from = 1, .timestamp_us = 4000000}).frames({.from = 2, .timestamp_us = 4000000});
   EXPECT_EQ(lines({}),

@@ -145,8 +145,8 @@ TEST_F(Sidecar, FullDisk) {
   EXPECT_EQ(result.err, "zel-client: Failed to flush meta file: No space left on device\n");
 }
 
-// Catches a failing close that is reported: the count's four bytes are lost without a word when only they do not fit; kept
-// as it is.
+// Catches a failing close that is reported: the count's four bytes are lost without a word when only they do not fit;
+// kept as it is.
 TEST_F(Sidecar, FullDiskAtTheCountGoesUnnoticed) {
   fill_disk();
   const RunResult result = record({"--frames=-1"});

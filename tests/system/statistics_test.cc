@@ -202,8 +202,8 @@ TEST(Statistics, EqualClocksMakeAFirstFrame) {
   EXPECT_EQ(field(result.out, "zel.server_time"), "0.050000");
 }
 
-// Catches extremes compared as signed or in 32 bits: a latency below 0 is the largest and never the smallest, and one of
-// 2^32 us or more is kept cut.
+// Catches extremes compared as signed or in 32 bits: a latency below 0 is the largest and never the smallest, and one
+// of 2^32 us or more is kept cut.
 TEST(Statistics, ExtremesOfUnusualLatencies) {
   ClientRun negative;
   script_four_frames(negative);

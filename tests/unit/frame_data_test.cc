@@ -98,8 +98,8 @@ TEST_F(FrameData, ChunksThatDoNotAddUp) {
   EXPECT_EQ(copy_of(frame_data(too_few.get(), slot_.address()), 12), expected);
 }
 
-// Catches a read through a null chunk, an endless loop over a chunk that keeps failing, and bytes of the chunks behind it
-// in its place.
+// Catches a read through a null chunk, an endless loop over a chunk that keeps failing, and bytes of the chunks behind
+// it in its place.
 TEST_F(FrameData, UnreadableChunksBecomeZeroes) {
   const fake::BufferPtr unreadable =
       fake::make_buffer({.payload = counting(4), .chunks = {1, 2, 1}, .contiguous = false, .null_chunk = 1});
@@ -119,8 +119,8 @@ TEST_F(FrameData, EmptyFrame) {
   EXPECT_EQ(data[0], 0);
 }
 
-// Catches an exception that escapes, or an overflow of size and final zero, when a frame is too large for the memory; and
-// a buffer that is of no use afterwards.
+// Catches an exception that escapes, or an overflow of size and final zero, when a frame is too large for the memory;
+// and a buffer that is of no use afterwards.
 TEST_F(FrameData, OutOfMemory) {
   for (const gsize size : {G_MAXSIZE, G_MAXSIZE - 1, G_MAXSIZE / 2 + 1000}) {
     const fake::BufferPtr huge = fake::make_buffer({.payload = counting(1), .contiguous = false, .size = size});

@@ -24,8 +24,8 @@ std::string extradata_after_header(const std::string &path, fake::Frame frame) {
   return {reinterpret_cast<const char *>(parameters->extradata), static_cast<std::size_t>(parameters->extradata_size)};
 }
 
-// Catches a wrong share of the first frame as codec configuration: its header, or all of it below three bytes of header;
-// and reading past the frame's end when it claims more header than it has bytes.
+// Catches a wrong share of the first frame as codec configuration: its header, or all of it below three bytes of
+// header; and reading past the frame's end when it claims more header than it has bytes.
 TEST_F(MkvHeaderTest, ExtradataIsTheHeaderOrTheFrame) {
   const auto extradata = [this](gssize header_size) {
     return extradata_after_header(path(), {.payload = {'a', 'b', 'c', 'd', 'e'}, .header_size = header_size});

@@ -16,7 +16,8 @@ constexpr const char *kNotFinalised = "zel-error-quark/17: Failed finalizing con
 
 using MkvWriterTest = MkvTest;
 
-// ---- Creating --------------------------------------------------------------------------------------------------------
+// ---- Creating
+// --------------------------------------------------------------------------------------------------------
 
 // Catches the code or message of a missing name.
 TEST_F(MkvWriterTest, NoName) {
@@ -136,7 +137,8 @@ TEST_F(MkvWriterTest, CreatingAgainReplacesTheWriter) {
   EXPECT_EQ(slot_.take(), "zel-error-quark/3: MKV writer not initialized");
 }
 
-// ---- Finalising ------------------------------------------------------------------------------------------------------
+// ---- Finalising
+// ------------------------------------------------------------------------------------------------------
 
 // Catches finalising that fails when there is nothing to do, before a run and a second time.
 TEST_F(MkvWriterTest, FinalisingTwice) {
@@ -196,8 +198,8 @@ TEST_F(MkvWriterTest, ARunThatFailedGetsItsTrailer) {
   EXPECT_NE(file().find("\x1C\x53\xBB\x6B"), std::string::npos);  // the index, "Cues"
 }
 
-// Catches complete clusters that wait in the I/O buffer, where a crash loses them. A key frame begins a new cluster once
-// the current one has 4 KiB, so here every frame completes the one before it.
+// Catches complete clusters that wait in the I/O buffer, where a crash loses them. A key frame begins a new cluster
+// once the current one has 4 KiB, so here every frame completes the one before it.
 TEST_F(MkvWriterTest, EveryCompleteClusterIsInTheFile) {
   ASSERT_TRUE(create());
   for (std::uint8_t number = 0; number < 20; ++number) {

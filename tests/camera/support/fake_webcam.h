@@ -11,8 +11,8 @@ constexpr std::uint32_t kWidth = 96;
 constexpr std::uint32_t kHeight = 64;
 constexpr std::uint32_t kFramesPerSecond = 20;
 
-/// Makes `path` a device that captures gray pictures: the brightness of all samples is brightness(n) in the nth picture,
-/// from 0. It captures one whenever none was there to be fetched, to be had by the next look.
+/// Makes `path` a device that captures gray pictures: the brightness of all samples is brightness(n) in the nth
+/// picture, from 0. It captures one whenever none was there to be fetched, to be had by the next look.
 void make(const std::string &path);
 
 /// The device captures that many pictures now. Returns the number of the last one.

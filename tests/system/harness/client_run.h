@@ -6,10 +6,10 @@
 //     EXPECT_EQ(result.status, 0);
 //     EXPECT_EQ(read_file(run.file("out")), run.truth().bytes());
 //
-// The client runs in the zone UTC. The run's working directory is fresh and empty and goes with the object; the camera's
-// script, log and record lie in another folder, so that listing the working directory shows what the client wrote and
-// nothing else. The words of the environment variable ZEL_TEST_WRAPPER stand before the client's command: a tool that
-// runs it, such as valgrind.
+// The client runs in the zone UTC. The run's working directory is fresh and empty and goes with the object; the
+// camera's script, log and record lie in another folder, so that listing the working directory shows what the client
+// wrote and nothing else. The words of the environment variable ZEL_TEST_WRAPPER stand before the client's command: a
+// tool that runs it, such as valgrind.
 #ifndef ZEL_CLIENT_TESTS_HARNESS_CLIENT_RUN_H
 #define ZEL_CLIENT_TESTS_HARNESS_CLIENT_RUN_H
 

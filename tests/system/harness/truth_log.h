@@ -11,7 +11,8 @@
 #include <string_view>
 #include <vector>
 
-/// One call of the interface. Objects among arguments and results are numbers within their type (map 1 is the first made).
+/// One call of the interface. Objects among arguments and results are numbers within their type (map 1 is the first
+/// made).
 struct Call {
   std::size_t position = 0;  ///< line in the log, 0-based; comparable with Release::position and FrameTruth::position
   std::string name;

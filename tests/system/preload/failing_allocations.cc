@@ -1,6 +1,7 @@
-// Preloaded into the client: memory runs out once. ZEL_TEST_FAILING_ALLOCATION is n, counted from 1 over the allocations
-// of FFmpeg's libraries and those that the client makes with new or has made; GLib's are left alone, because GLib ends the process by
-// design. So are those of avio_open: FFmpeg 5.1 itself crashes when they fail. When the fault has struck, the file that ZEL_TEST_FILE_FAULT_LOG names exists.
+// Preloaded into the client: memory runs out once. ZEL_TEST_FAILING_ALLOCATION is n, counted from 1 over the
+// allocations of FFmpeg's libraries and those that the client makes with new or has made; GLib's are left alone,
+// because GLib ends the process by design. So are those of avio_open: FFmpeg 5.1 itself crashes when they fail. When
+// the fault has struck, the file that ZEL_TEST_FILE_FAULT_LOG names exists.
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>

@@ -2,10 +2,12 @@
 // "<call> <nth> <kind>":
 //   call  open, write, flush, truncate, seek or close
 //   nth   which of these calls strikes, counted from 1
-//   kind  ENOSPC or EIO: the call does nothing and fails; "short": a write puts half of the bytes into the file, and the
-//         rest fails with ENOSPC; "partial": write(2) puts half of the bytes into the file and says so, which is no error
-// When the fault has struck, "<call> <file name>" stands in the file that ZEL_TEST_FILE_FAULT_LOG names. Only files that
-// were opened for writing by a name without a slash count: those in the working directory.
+//   kind  ENOSPC or EIO: the call does nothing and fails; "short": a write puts half of the bytes into the file, and
+//   the
+//         rest fails with ENOSPC; "partial": write(2) puts half of the bytes into the file and says so, which is no
+//         error
+// When the fault has struck, "<call> <file name>" stands in the file that ZEL_TEST_FILE_FAULT_LOG names. Only files
+// that were opened for writing by a name without a slash count: those in the working directory.
 
 // Functions with 64-bit offsets have names of their own here, beside the plain ones.
 #undef _FILE_OFFSET_BITS

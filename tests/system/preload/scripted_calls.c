@@ -1,10 +1,10 @@
 // Preloaded into the client: system and C library calls of its own fail by script and are noted.
 //
-// ZEL_TEST_CALL_SCRIPT is a list of "<call> <nth> <number>;": the nth such call (1-based) does nothing and fails, "poll",
-// "ftruncate", "open_memstream", "fwrite-4" (an fwrite of one item of 4 bytes) and "fopen-meta" (an fopen of a name ending
-// in ".meta") with that errno, "regcomp" and "regexec" with that result. ZEL_TEST_CALL_LOG names a file that gets a line
-// for each usleep ("usleep <us>"), poll ("poll <descriptors> <timeout>"), ftruncate ("ftruncate <length>"), "fwrite-4" and
-// "av_write_trailer".
+// ZEL_TEST_CALL_SCRIPT is a list of "<call> <nth> <number>;": the nth such call (1-based) does nothing and fails,
+// "poll", "ftruncate", "open_memstream", "fwrite-4" (an fwrite of one item of 4 bytes) and "fopen-meta" (an fopen of a
+// name ending in ".meta") with that errno, "regcomp" and "regexec" with that result. ZEL_TEST_CALL_LOG names a file
+// that gets a line for each usleep ("usleep <us>"), poll ("poll <descriptors> <timeout>"), ftruncate ("ftruncate
+// <length>"), "fwrite-4" and "av_write_trailer".
 #undef _FILE_OFFSET_BITS  // ftruncate and ftruncate64 are two functions here
 #undef _TIME_BITS
 #include <errno.h>
