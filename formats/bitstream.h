@@ -25,18 +25,18 @@ enum class KeyState : std::uint8_t {
 /// bytes are all of the frame, so that one without a picture is kOther instead of kUnknown.
 KeyState frame_key(Codec codec, std::span<const std::uint8_t> bytes, bool whole);
 
-/// Whether decoding the frame gives a picture to show: false for an AV1 frame that is only kept for later ones. The bytes
-/// are all of the frame.
+/// Whether decoding the frame gives a picture to show: false for an AV1 frame that is only kept for later ones. The
+/// bytes are all of the frame.
 bool frame_is_shown(Codec codec, std::span<const std::uint8_t> bytes);
 
 /// Whether the bytes begin as a frame of the codec does: a start code of 3 or 4 bytes and the header of a unit that
-/// exists, JPEG's first marker and the next one's first byte, the header of an AV1 unit that has a size. 10 bytes are enough to
-/// tell; a beginning that is cut before that is none. Uncompressed frames begin with any bytes.
+/// exists, JPEG's first marker and the next one's first byte, the header of an AV1 unit that has a size. 10 bytes are
+/// enough to tell; a beginning that is cut before that is none. Uncompressed frames begin with any bytes.
 bool frame_starts_well(Codec codec, std::span<const std::uint8_t> bytes);
 
-/// Bytes of codec header at the frame's start: its parameter sets up to the first unit that is none; in AV1 the temporal
-/// delimiter and the sequence header, 0 without a sequence header; 0 for JPEG and uncompressed frames. None when the
-/// bytes end before that is known, which they never do when they are the `whole` frame.
+/// Bytes of codec header at the frame's start: its parameter sets up to the first unit that is none; in AV1 the
+/// temporal delimiter and the sequence header, 0 without a sequence header; 0 for JPEG and uncompressed frames. None
+/// when the bytes end before that is known, which they never do when they are the `whole` frame.
 std::optional<std::size_t> header_size(Codec codec, std::span<const std::uint8_t> bytes, bool whole);
 
 /// Whether the frame brings what decoding needs before its first picture: SPS and PPS in H.264, VPS, SPS and PPS in

@@ -13,8 +13,8 @@ inline constexpr std::string_view kReportPrefix = "zel-client: frame = ";
 // The formats for printf, with their newline. Every number is padded to its width and printed whole when it is longer;
 // Δcts and Δpts are us.
 
-/// Sequence number (unsigned), width (int) and text of the type column, Δpts (int), column label, its value (uintmax_t),
-/// frame size (size_t).
+/// Sequence number (unsigned), width (int) and text of the type column, Δpts (int), column label, its value
+/// (uintmax_t), frame size (size_t).
 inline constexpr char kReportDefaultFormat[] =
     "zel-client: frame = %4u, type = %-*s, Δpts = %7d, %s = %7ju µs, size = %zu\n";
 
@@ -23,7 +23,8 @@ inline constexpr char kReportDefaultFormat[] =
 inline constexpr char kReportStatsFormat[] =
     "zel-client: frame = %4u, Δcts = %7u, Δpts = %7d, %s = %7ju µs, size = %zu/%zu\n";
 
-/// Sequence number (unsigned), buffer id (unsigned), Δcts (unsigned), Δpts (int), frame size and buffer capacity (size_t).
+/// Sequence number (unsigned), buffer id (unsigned), Δcts (unsigned), Δpts (int), frame size and buffer capacity
+/// (size_t).
 inline constexpr char kReportDebugFormat[] =
     "zel-client: frame = %4u, id = 0x%08x, Δcts = %7u, Δpts = %7d, size = %zu/%zu\n";
 

@@ -36,9 +36,9 @@ std::optional<Codec> codec_of_id(AVCodecID id);
 
 bool is_uncompressed(Codec codec);
 
-/// Bytes of an uncompressed frame of so many pixels, its planes one after the other and its rows without padding; an odd
-/// width or height has a chroma sample for its last pixel. 0 for a codec that is none of these, and for more than 2^31 − 1
-/// pixels in one direction.
+/// Bytes of an uncompressed frame of so many pixels, its planes one after the other and its rows without padding; an
+/// odd width or height has a chroma sample for its last pixel. 0 for a codec that is none of these, and for more than
+/// 2^31 − 1 pixels in one direction.
 std::uint64_t frame_bytes(Codec codec, std::uint32_t width, std::uint32_t height);
 
 }  // namespace formats

@@ -19,8 +19,9 @@ struct Assembly {
   std::unique_ptr<Producer> producer;
 };
 
-/// Judges the request and makes the producer, which looks at `is_stopping` while it waits for its source. Returns nothing
-/// and sets the error when the settings are unusable; throws AvFailure when the source or the encoder cannot be had.
+/// Judges the request and makes the producer, which looks at `is_stopping` while it waits for its source. Returns
+/// nothing and sets the error when the settings are unusable; throws AvFailure when the source or the encoder cannot be
+/// had.
 std::optional<Assembly> assemble(const CameraConfig &config, const Values &request, StopCheck is_stopping,
                                  GError **error);
 

@@ -1,5 +1,5 @@
-// The commands of zel-frames. A new one is a file with its add_NAME() and a row in kCommands (commands.cc); help, manual
-// page and completions follow from its options.
+// The commands of zel-frames. A new one is a file with its add_NAME() and a row in kCommands (commands.cc); help,
+// manual page and completions follow from its options.
 #ifndef ZEL_FRAMES_COMMANDS_COMMAND_H
 #define ZEL_FRAMES_COMMANDS_COMMAND_H
 

@@ -7,8 +7,8 @@
 
 namespace frames {
 
-/// Lays help out for a terminal of 80 columns: usage, purpose, commands, then options group by group, then the footer as
-/// it is.
+/// Lays help out for a terminal of 80 columns: usage, purpose, commands, then options group by group, then the footer
+/// as it is.
 class HelpFormatter : public CLI::Formatter {
  public:
   std::string make_help(const CLI::App *app, std::string name, CLI::AppFormatMode mode) const override;

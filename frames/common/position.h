@@ -19,9 +19,9 @@ struct Position {
 /// "125", or a time with its unit: "12.5s", "200ms", "5us". Nothing for any other text.
 std::optional<Position> parse_position(std::string_view text);
 
-/// The frame at a position: the frame of that number, or the one shown at that time, which is the last frame not later than
-/// it. Throws Unusable for a number behind the last frame and for a time in a capture without times.
-/// A time behind the last frame gives the last frame.
+/// The frame at a position: the frame of that number, or the one shown at that time, which is the last frame not later
+/// than it. Throws Unusable for a number behind the last frame and for a time in a capture without times. A time behind
+/// the last frame gives the last frame.
 std::size_t frame_at(const Capture &capture, const Position &position);
 
 }  // namespace frames

@@ -1,4 +1,5 @@
-// What ends a command with exit status 2: input that cannot be used, or a command line that asks for what cannot be done.
+// What ends a command with exit status 2: input that cannot be used, or a command line that asks for what cannot be
+// done.
 #ifndef ZEL_FRAMES_COMMON_UNUSABLE_H
 #define ZEL_FRAMES_COMMON_UNUSABLE_H
 

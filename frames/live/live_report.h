@@ -9,8 +9,8 @@
 
 namespace frames {
 
-/// A few lines for a terminal of that width: figures of the last second and of the whole run, gaps, and the last minute's
-/// largest latencies as bars.
+/// A few lines for a terminal of that width: figures of the last second and of the whole run, gaps, and the last
+/// minute's largest latencies as bars.
 std::vector<std::string> live_block(LiveRun &run, Clock::time_point now, std::size_t width);
 
 /// The same in one line without the bars.

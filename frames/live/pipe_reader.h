@@ -28,8 +28,8 @@ class PipeReader {
   PipeReader(const PipeReader &) = delete;
   PipeReader &operator=(const PipeReader &) = delete;
 
-  /// Moves what has come into `pieces`, waiting for it until `deadline`. False when the input has ended and all of it was
-  /// taken.
+  /// Moves what has come into `pieces`, waiting for it until `deadline`. False when the input has ended and all of it
+  /// was taken.
   bool take(std::vector<Piece> &pieces, Clock::time_point deadline);
 
  private:

@@ -15,7 +15,8 @@ std::size_t terminal_width();
 /// The first `width` columns of a text in UTF-8 whose characters are one column wide.
 std::string_view first_columns(std::string_view text, std::size_t width);
 
-/// Draws on standard output, which is a terminal. Only moves the cursor and clears lines: the terminal needs no restoring.
+/// Draws on standard output, which is a terminal. Only moves the cursor and clears lines: the terminal needs no
+/// restoring.
 class Screen {
  public:
   /// Prints the lines above the block and draws the block again under them, each line cut to the terminal's width.

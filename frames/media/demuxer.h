@@ -13,8 +13,8 @@
 
 namespace frames {
 
-/// Opens a file, or the parts of a raw stream as one, with libavformat. No other file is ever opened, whatever the bytes
-/// say. All failures throw Unusable.
+/// Opens a file, or the parts of a raw stream as one, with libavformat. No other file is ever opened, whatever the
+/// bytes say. All failures throw Unusable.
 class Demuxer {
  public:
   /// `name` is for messages. `format` is FFmpeg's name of the demuxer; null: it finds out.

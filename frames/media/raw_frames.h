@@ -12,8 +12,8 @@
 
 namespace frames {
 
-/// Turns packets into frames as a raw stream has them: NAL units with start codes in place of lengths, AV1 with temporal
-/// delimiters. A key frame without parameter sets gets those of the container before it.
+/// Turns packets into frames as a raw stream has them: NAL units with start codes in place of lengths, AV1 with
+/// temporal delimiters. A key frame without parameter sets gets those of the container before it.
 class RawFrames {
  public:
   RawFrames(std::optional<formats::Codec> codec, const AVCodecParameters &parameters);

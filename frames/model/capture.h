@@ -35,7 +35,8 @@ struct FrameTable {
   std::vector<std::string> type_names;
 };
 
-/// Gives the bytes of frames as the raw stream has them: H.264 and H.265 with start codes, AV1 as OBUs with their sizes.
+/// Gives the bytes of frames as the raw stream has them: H.264 and H.265 with start codes, AV1 as OBUs with their
+/// sizes.
 class FrameReader {
  public:
   FrameReader() = default;
@@ -86,8 +87,8 @@ std::size_t part_at(const std::vector<Part> &parts, std::uint64_t place);
 /// The part in which a raw capture's frame begins.
 std::size_t part_of(const Capture &capture, std::size_t frame);
 
-/// Finds the key frames in the bitstream, if the bytes are there and the source has not already. Reads the first bytes of
-/// each frame.
+/// Finds the key frames in the bitstream, if the bytes are there and the source has not already. Reads the first bytes
+/// of each frame.
 void find_keys(Capture &capture);
 
 /// Finds the picture's size in the first parameter sets or picture, if the bytes are there and nothing has told it yet.

@@ -9,8 +9,8 @@
 
 namespace frames {
 
-/// The numbers of all frames. A column in which nothing was ever set takes no memory. It grows by blocks and never moves
-/// what it holds: at its peak it takes what it holds and one block.
+/// The numbers of all frames. A column in which nothing was ever set takes no memory. It grows by blocks and never
+/// moves what it holds: at its peak it takes what it holds and one block.
 template <typename Number>
 class Column {
  public:

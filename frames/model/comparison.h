@@ -56,12 +56,12 @@ inline constexpr std::size_t kLeastBlocks = 8;
 /// Compares the runs of both sides. Key frames have been looked for.
 ///
 /// Figures are over all frames of a side (bit rate: over its blocks). The test compares the same figure of the single
-/// blocks of both sides (bit rate: the blocks' rates) by rank. Blocks are whole seconds of each run, or GOPs where a side
-/// has fewer than kLeastBlocks seconds and both have enough GOPs.
+/// blocks of both sides (bit rate: the blocks' rates) by rank. Blocks are whole seconds of each run, or GOPs where a
+/// side has fewer than kLeastBlocks seconds and both have enough GOPs.
 Comparison compare_runs(std::span<const Capture> a, std::span<const Capture> b);
 
-/// Whether the figure is one that may get worse (a distance or a latency), and B's is larger than A's by more than that,
-/// and not by chance.
+/// Whether the figure is one that may get worse (a distance or a latency), and B's is larger than A's by more than
+/// that, and not by chance.
 bool is_worse(const ComparedFigure &figure, double percent);
 
 }  // namespace frames

@@ -123,7 +123,8 @@ inline std::size_t nearest_rank(std::size_t count, std::size_t share) {
   return static_cast<std::size_t>(std::max<std::uint64_t>(rank, 1) - 1);
 }
 
-/// Measures the values with which `each` calls what it is given, the same ones in each reading. Nothing without a value.
+/// Measures the values with which `each` calls what it is given, the same ones in each reading. Nothing without a
+/// value.
 template <typename Each>
 std::optional<Distribution> measure(const Each &each) {
   Distribution result;

@@ -22,8 +22,8 @@ struct Finding {
   std::optional<std::uint64_t> byte = std::nullopt;  ///< where, from the start of the first part
 };
 
-/// The findings in the order in which they were made. Of each id the first kMost are kept and the others counted, so that
-/// a capture in which every frame is wrong stays readable.
+/// The findings in the order in which they were made. Of each id the first kMost are kept and the others counted, so
+/// that a capture in which every frame is wrong stays readable.
 class Findings {
  public:
   static constexpr std::size_t kMost = 1000;

@@ -24,8 +24,8 @@ struct Limits {
   std::optional<std::uint64_t> gop;             ///< frames
 };
 
-/// Adds a finding, whose id is the limit's option, for what exceeds a limit. Throws Unusable for a limit on what the capture
-/// does not tell, or not of every frame.
+/// Adds a finding, whose id is the limit's option, for what exceeds a limit. Throws Unusable for a limit on what the
+/// capture does not tell, or not of every frame.
 void check_limits(const Capture &capture, const Statistics &statistics, const Limits &limits, Findings &findings);
 
 }  // namespace frames

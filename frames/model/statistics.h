@@ -12,8 +12,8 @@
 
 namespace frames {
 
-/// A place where frames may be missing: the distance to the next frame is above one and a half times the nominal one, or
-/// the sequence numbers skip.
+/// A place where frames may be missing: the distance to the next frame is above one and a half times the nominal one,
+/// or the sequence numbers skip.
 struct Gap {
   std::size_t after = 0;                 ///< the frame before it
   std::optional<std::int64_t> delta_us;  ///< from that frame to the next
@@ -60,8 +60,8 @@ constexpr std::int64_t distance_us(std::int64_t from, std::int64_t to) {
 /// The distance of a frame to the one before, in us; nothing where it is not known. 0 for the first frame with a time.
 std::optional<std::int64_t> delta_us(const FrameTable &frames, std::size_t frame);
 
-/// Frames that the sequence numbers skip before a frame (not the first), where they are known. Numbers that start again skip
-/// nothing.
+/// Frames that the sequence numbers skip before a frame (not the first), where they are known. Numbers that start again
+/// skip nothing.
 std::optional<std::uint64_t> skipped_before(const FrameTable &frames, std::size_t frame);
 
 /// Measures the capture, whose key frames have been looked for.

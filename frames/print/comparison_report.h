@@ -13,8 +13,8 @@ namespace frames {
 /// percent, marks the figures that are worse by more.
 void print_comparison_text(const Comparison &comparison, std::optional<double> max_worse);
 
-/// The comparison as one object: `block` ("second" or "gop"), `blocks_a`, `blocks_b`, and `figures`, each `{quantity figure
-/// a b difference percent p chance}` and, with a limit, `worse`.
+/// The comparison as one object: `block` ("second" or "gop"), `blocks_a`, `blocks_b`, and `figures`, each `{quantity
+/// figure a b difference percent p chance}` and, with a limit, `worse`.
 nlohmann::ordered_json comparison_json(const Comparison &comparison, std::optional<double> max_worse);
 
 /// The same on standard output.

@@ -94,7 +94,8 @@ void take_line(TableFiller &filler, const File &file, const formats::ReportLine 
   unusable("{}: line {}: {}", file.path(), number, error.what());
 }
 
-/// Reads the text to its end, or until no frame's line comes any more. `on_frame` gets each frame's line and its number.
+/// Reads the text to its end, or until no frame's line comes any more. `on_frame` gets each frame's line and its
+/// number.
 template <typename OnFrame>
 void read_frames(File &file, OnFrame on_frame) {
   LineReader lines(file);

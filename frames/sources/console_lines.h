@@ -10,7 +10,8 @@
 
 namespace frames {
 
-/// Adds a frame for every report line; times are its distances summed up from 0. Throws Unusable for what no run prints.
+/// Adds a frame for every report line; times are its distances summed up from 0. Throws Unusable for what no run
+/// prints.
 class TableFiller {
  public:
   explicit TableFiller(FrameTable &frames) : frames_(frames) {}

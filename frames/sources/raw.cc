@@ -151,7 +151,8 @@ class RawReader : public FrameReader {
   std::vector<std::uint8_t> bytes_;
 };
 
-/// Whether the sizes add up to the files, and each part ends where a frame does. `told` is the sum of all records' sizes.
+/// Whether the sizes add up to the files, and each part ends where a frame does. `told` is the sum of all records'
+/// sizes.
 void check_sizes(Capture &capture, std::uint64_t told) {
   const FrameTable &frames = capture.frames;
   if (told != capture.raw_bytes()) {

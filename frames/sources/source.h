@@ -40,8 +40,8 @@ struct SidecarScope {
   bool figures_only = false;  ///< times and sizes, and offsets where there is a stream, but not types and header sizes
 };
 
-/// The sidecar's records as frames. Adds the findings "trailer" and "reserved". Returns the sum of all records' sizes, in
-/// bytes.
+/// The sidecar's records as frames. Adds the findings "trailer" and "reserved". Returns the sum of all records' sizes,
+/// in bytes.
 std::uint64_t load_sidecar(Capture &capture, const std::string &path, const SidecarScope &scope);
 
 /// A sidecar alone.
@@ -56,8 +56,8 @@ bool is_pattern(const std::string &name);
 /// The codec of a raw stream that begins with these bytes; none when they begin no frame of a coded one.
 std::optional<formats::Codec> guess_codec(std::span<const std::uint8_t> start);
 
-/// Splits a raw stream without a sidecar: by picture size where it is uncompressed, else by FFmpeg's parser. False when the
-/// bytes are of no kind that it knows.
+/// Splits a raw stream without a sidecar: by picture size where it is uncompressed, else by FFmpeg's parser. False when
+/// the bytes are of no kind that it knows.
 bool split_raw(Capture &capture, const CaptureOptions &options);
 
 /// A container with one video track; its name for messages is the capture's.
@@ -69,8 +69,8 @@ bool is_console_text(const std::string &path);
 /// A console text, or standard input for "-".
 Capture open_console(const std::string &path);
 
-/// Joins the console text to a capture from another source, frame by frame in order. Its distances give times to a capture
-/// without any.
+/// Joins the console text to a capture from another source, frame by frame in order. Its distances give times to a
+/// capture without any.
 void join_console(Capture &capture, const std::string &path);
 
 }  // namespace frames
