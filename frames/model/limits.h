@@ -13,15 +13,15 @@ namespace frames {
 
 /// What is asked of a capture; what is absent is not.
 struct Limits {
-  std::optional<double> rate;                   ///< frames a second
-  double tolerance_percent = 1;                 ///< of the rate, up and down
-  std::optional<std::uint64_t> max_missing;     ///< frames
-  std::optional<std::uint64_t> max_latency_us;  ///< of any frame
-  std::optional<std::uint64_t> p99_latency_us;
-  std::optional<std::uint64_t> max_delta_us;    ///< between frames that follow each other
-  std::optional<std::uint64_t> max_frame_size;  ///< bytes
-  std::optional<std::uint64_t> max_bitrate;     ///< bits a second
-  std::optional<std::uint64_t> gop;             ///< frames
+  std::optional<double> rate = std::nullopt;                   ///< frames a second
+  double tolerance_percent = 1;                                ///< of the rate, up and down
+  std::optional<std::uint64_t> max_missing = std::nullopt;     ///< frames
+  std::optional<std::uint64_t> max_latency_us = std::nullopt;  ///< of any frame
+  std::optional<std::uint64_t> p99_latency_us = std::nullopt;
+  std::optional<std::uint64_t> max_delta_us = std::nullopt;    ///< between frames that follow each other
+  std::optional<std::uint64_t> max_frame_size = std::nullopt;  ///< bytes
+  std::optional<std::uint64_t> max_bitrate = std::nullopt;     ///< bits a second
+  std::optional<std::uint64_t> gop = std::nullopt;             ///< frames
 };
 
 /// Adds a finding, whose id is the limit's option, for what exceeds a limit. Throws Unusable for a limit on what the

@@ -19,14 +19,14 @@ struct Rate {
 
 /// What the command line says of a capture.
 struct CaptureOptions {
-  std::string capture;                   ///< a file, a pattern of split files, or "-" for a console text
-  std::string meta;                      ///< the sidecar, if it does not lie beside the capture; or empty
-  std::string log;                       ///< a console text to join; or empty
-  std::optional<formats::Codec> format;  ///< of a raw stream that does not say it itself
-  std::uint32_t width = 0;               ///< of uncompressed frames, pixels
+  std::string capture;    ///< a file, a pattern of split files, or "-" for a console text
+  std::string meta = {};  ///< the sidecar, if it does not lie beside the capture; or empty
+  std::string log = {};   ///< a console text to join; or empty
+  std::optional<formats::Codec> format = std::nullopt;  ///< of a raw stream that does not say it itself
+  std::uint32_t width = 0;                              ///< of uncompressed frames, pixels
   std::uint32_t height = 0;
-  std::optional<Rate> fps;    ///< of a raw stream without times
-  bool figures_only = false;  ///< the command needs times and sizes, not types and header sizes
+  std::optional<Rate> fps = std::nullopt;  ///< of a raw stream without times
+  bool figures_only = false;               ///< the command needs times and sizes, not types and header sizes
 };
 
 /// Reads the index of the capture's whole frames. Throws Unusable.
