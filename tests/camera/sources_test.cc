@@ -223,10 +223,12 @@ TEST_F(SourceTest, ASilentDeviceIsGivenUp) {
 TEST_F(SourceTest, ASilentDeviceDoesNotHoldUpTheStop) {
   fake_webcam::make(path("video0"));
   configure("pacing=virtual\ndevice=" + path("video0"));
-  create({{"format", guint32{5}}});
+  create({{"format", guint32{5}}}, 1);
   start();
-  (void)fetch();
+  const BufferRef only(zel_stream_get_buffer(stream_.get(), nullptr));
   fake_webcam::fall_silent();
+  ASSERT_TRUE(zel_stream_buffer_enqueue(stream_.get(), only.get(), nullptr));
+  fake_webcam::wait_for_look();
   const gint64 before = g_get_monotonic_time();
   stop();
   EXPECT_LT(g_get_monotonic_time() - before, 9 * G_USEC_PER_SEC) << "a silent device is given up after 10 seconds";

@@ -13,11 +13,13 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
 #include <deque>
 #include <stdexcept>
+#include <thread>
 
 namespace fake_webcam {
 namespace {
@@ -30,6 +32,7 @@ std::deque<std::uint32_t> queued;
 std::uint32_t waiting = 0;  ///< pictures that were captured and not fetched
 std::uint32_t next_picture = 0;
 bool silent = false;
+std::atomic<bool> was_asked = false;  ///< while silent
 
 void describe(v4l2_pix_format &format) {
   format.width = kWidth;
@@ -43,6 +46,7 @@ void describe(v4l2_pix_format &format) {
 bool fetch(int device, v4l2_buffer &buffer) {
   if (queued.empty() || waiting == 0) {
     waiting = silent ? 0 : 1;  // by the next look
+    was_asked = was_asked || silent;
     errno = EAGAIN;
     return false;
   }
@@ -121,6 +125,12 @@ void make(const std::string &path) {
 void fall_silent() {
   silent = true;
   waiting = 0;
+  was_asked = false;
+}
+
+void wait_for_look() {
+  while (!was_asked)
+    std::this_thread::yield();
 }
 
 std::uint32_t capture(std::uint32_t count) {

@@ -21,6 +21,9 @@ std::uint32_t capture(std::uint32_t count);
 /// The device captures nothing more by itself.
 void fall_silent();
 
+/// Waits until a silent device has been asked for a picture. Callable beside the thread that asks.
+void wait_for_look();
+
 constexpr std::uint8_t brightness(std::uint32_t number) {
   return static_cast<std::uint8_t>(20 + number % 20 * 10);
 }
