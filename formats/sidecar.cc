@@ -19,8 +19,4 @@ std::array<std::uint8_t, kSidecarTrailerSize> sidecar_trailer_bytes(std::uint32_
   return bytes;
 }
 
-std::uint32_t sidecar_trailer(const std::uint8_t *bytes) {
-  return load_little_endian<std::uint32_t>(bytes);
-}
-
 }  // namespace formats

@@ -54,7 +54,9 @@ inline SidecarRecord sidecar_record(const std::uint8_t *bytes) {
 std::array<std::uint8_t, kSidecarTrailerSize> sidecar_trailer_bytes(std::uint32_t count);
 
 /// The count in the 4 bytes from `bytes` on.
-std::uint32_t sidecar_trailer(const std::uint8_t *bytes);
+inline std::uint32_t sidecar_trailer(const std::uint8_t *bytes) {
+  return load_little_endian<std::uint32_t>(bytes);
+}
 
 }  // namespace formats
 

@@ -10,20 +10,13 @@ extern "C" {
 #include <libavcodec/codec_id.h>
 }
 
-namespace formats {
+#include "formats/stream_format.h"
 
-/// The values of zel_format_get_type() that every libzel has; those of uncompressed frames are the library's own.
-enum VideoFormat : std::uint32_t {
-  kFormatH264 = 0,
-  kFormatH265 = 1,
-  kFormatJpeg = 2,
-  kFormatAv1 = 10,
-  kFormatUnknown = UINT32_MAX,  ///< the service does not say
-};
+namespace formats {
 
 enum class Codec : std::uint8_t { kH264, kH265, kJpeg, kAv1, kNv12, kI420, kGray, kRgb };
 
-/// The codec of a value of zel_format_get_type(); none for any but the four above.
+/// The codec of a value of zel_format_get_type(); none for any but the four of StreamFormat.
 std::optional<Codec> codec_of_format(std::uint32_t format);
 
 /// "h264", "h265", "jpeg", "av1", "nv12", "i420", "gray" or "rgb".

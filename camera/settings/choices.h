@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <span>
 
-#include "formats/video_format.h"
+#include "formats/stream_format.h"
 
 namespace camera {
 

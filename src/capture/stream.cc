@@ -3,7 +3,7 @@
 
 #include <unistd.h>
 
-#include "common/stream_format.h"
+#include "formats/stream_format.h"
 #include "settings/client_options.h"
 #include "settings/run_settings.h"
 #include "settings/settings_map.h"
@@ -12,7 +12,7 @@ ObjectPtr<zel_stream> stream;
 guint32 stream_width = 0;
 guint32 stream_height = 0;
 gdouble stream_framerate = 0.0;
-guint32 stream_format = kFormatUnknown;
+guint32 stream_format = formats::kFormatUnknown;
 guint32 buffer_access = 1;
 
 namespace {
@@ -60,7 +60,7 @@ bool read_stream_properties(GError **error) {
   stream_width = zel_map_get_uint32(info.get(), "width", 0);
   stream_height = zel_map_get_uint32(info.get(), "height", 0);
   stream_framerate = zel_map_get_double(info.get(), "framerate", 0.0);
-  stream_format = zel_map_get_uint32(info.get(), "format", kFormatUnknown);
+  stream_format = zel_map_get_uint32(info.get(), "format", formats::kFormatUnknown);
 
   if (!client_options.quiet) {
     dump("-------------------request--------------------\n", request_record.get());

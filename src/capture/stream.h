@@ -16,7 +16,7 @@ extern ObjectPtr<zel_stream> stream;
 extern guint32 stream_width;      ///< pixels, 0 when the service does not say
 extern guint32 stream_height;     ///< pixels, 0 when the service does not say
 extern gdouble stream_framerate;  ///< frames a second, 0.0 when the service does not say
-extern guint32 stream_format;     ///< a value of zel_format_get_type(), kFormatUnknown when the service does not say
+extern guint32 stream_format;     ///< of zel_format_get_type(), formats::kFormatUnknown when the service does not say
 
 /// The setting "buffer.access"; bit 0: the client may read the frames' data. Written once, before the first frame.
 extern guint32 buffer_access;

@@ -9,8 +9,8 @@
 
 #include "common/owned.h"
 #include "common/report_stream.h"
-#include "common/stream_format.h"
 #include "formats/report_line.h"
+#include "formats/stream_format.h"
 #include "settings/client_options.h"
 #include "settings/run_settings.h"
 
@@ -72,10 +72,10 @@ void print_default_line(zel_frame *frame, const FrameTiming &timing, guint32 str
 
 guint32 type_column_width(guint32 stream_format, const char *first_text) {
   switch (stream_format) {
-    case kFormatH264:
-    case kFormatH265:
+    case formats::kFormatH264:
+    case formats::kFormatH265:
       return 8;
-    case kFormatAv1:
+    case formats::kFormatAv1:
       return 9;
     default:
       return static_cast<guint32>(std::strlen(first_text));

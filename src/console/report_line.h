@@ -16,8 +16,8 @@ guint32 type_column_width(guint32 stream_format, const char *first_text);
 const char *frame_type_text(zel_frame *frame);
 
 /// Prints the frame's line on the report stream, in the shape that the client options choose, and after it the frame's
-/// extra information when asked for. `timing` comes from time_frame(); `stream_format` as above, kFormatUnknown when
-/// the service gave none. Write errors are ignored.
+/// extra information when asked for. `timing` comes from time_frame(); `stream_format` as above,
+/// formats::kFormatUnknown when the service gave none. Write errors are ignored.
 void report_frame(zel_frame *frame, const FrameTiming &timing, guint32 stream_format);
 
 #endif

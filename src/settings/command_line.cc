@@ -9,7 +9,7 @@
 #include "common/errors.h"
 #include "common/owned.h"
 #include "common/report_stream.h"
-#include "common/stream_format.h"
+#include "formats/stream_format.h"
 #include "settings/client_options.h"
 #include "settings/finishing.h"
 #include "settings/option_builders.h"
@@ -22,7 +22,7 @@ namespace {
 /// Settings that the client asks for unless the command line says otherwise; written before parsing, which replaces
 /// them.
 void store_default_settings() {
-  zel_map_set_uint32(settings_map(), "format", kFormatH264);
+  zel_map_set_uint32(settings_map(), "format", formats::kFormatH264);
   zel_map_set_boolean(settings_map(), "frame.chunks", TRUE);
 }
 

@@ -20,7 +20,7 @@ std::string extradata_after_header(const std::string &path, fake::Frame frame) {
   std::optional<MkvWriter> writer = MkvWriter::open(path.c_str(), kJpeg, 64, 48, 30);
   const fake::BufferPtr buffer = fake::make_buffer(std::move(frame));
   if (!writer || !mkv_write_header(*writer, buffer.get(), fake::payload_of(buffer.get()))) return "failed";
-  const AVCodecParameters *parameters = writer->video->codecpar;
+  const AVCodecParameters *parameters = writer->file.context()->streams[0]->codecpar;
   return {reinterpret_cast<const char *>(parameters->extradata), static_cast<std::size_t>(parameters->extradata_size)};
 }
 

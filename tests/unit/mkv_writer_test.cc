@@ -94,12 +94,11 @@ TEST_F(MkvWriterTest, StreamsAreSetUp) {
   ASSERT_TRUE(writer);
   EXPECT_FALSE(writer->header_written);
   EXPECT_EQ(writer->framerate, 29.97);
-  ASSERT_EQ(writer->context->nb_streams, 2u);
-  EXPECT_STREQ(writer->context->oformat->name, "matroska");
-  EXPECT_NE(writer->context->flags & AVFMT_FLAG_FLUSH_PACKETS, 0);
+  ASSERT_EQ(writer->file.context()->nb_streams, 2u);
+  EXPECT_STREQ(writer->file.context()->oformat->name, "matroska");
+  EXPECT_NE(writer->file.context()->flags & AVFMT_FLAG_FLUSH_PACKETS, 0);
 
-  const AVStream *video = writer->context->streams[0];
-  EXPECT_EQ(video, writer->video);
+  const AVStream *video = writer->file.context()->streams[0];
   EXPECT_EQ(video->codecpar->codec_type, AVMEDIA_TYPE_VIDEO);
   EXPECT_EQ(video->codecpar->codec_id, AV_CODEC_ID_AV1);
   EXPECT_EQ(video->codecpar->width, 1920);
@@ -111,8 +110,7 @@ TEST_F(MkvWriterTest, StreamsAreSetUp) {
   EXPECT_EQ(video->codecpar->extradata, nullptr);
   EXPECT_EQ(video->avg_frame_rate.num, 0);
 
-  const AVStream *subtitle = writer->context->streams[1];
-  EXPECT_EQ(subtitle, writer->subtitle);
+  const AVStream *subtitle = writer->file.context()->streams[1];
   EXPECT_EQ(subtitle->codecpar->codec_type, AVMEDIA_TYPE_SUBTITLE);
   EXPECT_EQ(subtitle->codecpar->codec_id, AV_CODEC_ID_WEBVTT);
   EXPECT_EQ(av_cmp_q(subtitle->time_base, {1, 1000}), 0);
