@@ -12,7 +12,7 @@
 #include "formats/sidecar.h"
 #include "frames/common/unusable.h"
 #include "frames/sources/source.h"
-#include "unit/scratch_dir.h"
+#include "tests/support/files.h"
 
 inline void write_bytes(const std::string &path, const std::string &bytes) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);

@@ -54,7 +54,7 @@ class FramesCheck : public testing::Test {
     return findings;
   }
 
-  ScratchDir folder;
+  TempFolder folder;
 };
 
 const std::string kKey = h264_frame(true, 400);

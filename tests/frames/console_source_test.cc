@@ -41,7 +41,7 @@ class FramesConsole : public testing::Test {
     return message;
   }
 
-  ScratchDir folder;
+  TempFolder folder;
 };
 
 }  // namespace

@@ -42,7 +42,7 @@ class FramesSidecar : public testing::Test {
   }
   void write(const std::string &name, const std::string &bytes) const { write_bytes(folder / name, bytes); }
 
-  ScratchDir folder;
+  TempFolder folder;
 };
 
 }  // namespace

@@ -6,12 +6,9 @@
 #include <cerrno>
 #include <cstring>
 
-namespace {
+#include "tests/support/error_slot.h"
 
-struct ErrorSlot {
-  GError *error = nullptr;
-  ~ErrorSlot() { g_clear_error(&error); }
-};
+namespace {
 
 class FakeZel : public testing::Test {
  protected:
@@ -89,9 +86,9 @@ TEST_F(FakeZel, ChunksFollowTheLayout) {
   const zel_chunk second = zel_frame_take_chunk_ex(buffer.get(), 0x80000000);
   EXPECT_EQ(second.data, nullptr);
   EXPECT_EQ(second.size, 2u);
-  EXPECT_EQ(zel_frame_take_chunk(buffer.get(), &slot.error).mark, G_MININT32);
-  ASSERT_NE(slot.error, nullptr);
-  EXPECT_EQ(slot.error->domain, zel_error_quark());
+  EXPECT_EQ(zel_frame_take_chunk(buffer.get(), slot.address()).mark, G_MININT32);
+  ASSERT_NE(slot.get(), nullptr);
+  EXPECT_EQ(slot.get()->domain, zel_error_quark());
   EXPECT_EQ(fake::calls().at(1), "zel_frame_take_chunk_ex buffer=0 flags=0x80000000");
 }
 
@@ -123,15 +120,15 @@ TEST_F(FakeZel, FetchesFollowTheQueue) {
   EXPECT_EQ(fake::enqueued_buffers(), 0u);
 
   ErrorSlot slot;
-  EXPECT_EQ(zel_stream_get_buffer(stream.get(), &slot.error), nullptr);
+  EXPECT_EQ(zel_stream_get_buffer(stream.get(), slot.address()), nullptr);
   EXPECT_EQ(errno, EINTR);
-  EXPECT_TRUE(g_error_matches(slot.error, zel_error_quark(), 13));
-  EXPECT_FALSE(zel_error_is_expected(&slot.error));
-  g_clear_error(&slot.error);
-  EXPECT_EQ(zel_stream_get_buffer(stream.get(), &slot.error), nullptr);
-  EXPECT_EQ(slot.error, nullptr);
-  EXPECT_EQ(zel_stream_get_buffer(stream.get(), &slot.error), nullptr);
-  EXPECT_TRUE(zel_error_is_expected(&slot.error));
+  EXPECT_TRUE(g_error_matches(slot.get(), zel_error_quark(), 13));
+  EXPECT_FALSE(zel_error_is_expected(slot.address()));
+  (void)slot.take();
+  EXPECT_EQ(zel_stream_get_buffer(stream.get(), slot.address()), nullptr);
+  EXPECT_EQ(slot.get(), nullptr);
+  EXPECT_EQ(zel_stream_get_buffer(stream.get(), slot.address()), nullptr);
+  EXPECT_TRUE(zel_error_is_expected(slot.address()));
   EXPECT_TRUE(zel_stream_buffer_unref(stream.get(), &buffer, nullptr));
   EXPECT_EQ(buffer, nullptr);
 }
@@ -143,9 +140,9 @@ TEST_F(FakeZel, NthUseFails) {
   fake::fail("zel_stream_start", 2, {.code = 8, .message = "no"});
   fake::fail("zel_stream_force_key_frame", 0);
   ErrorSlot slot;
-  EXPECT_TRUE(zel_stream_start(stream.get(), &slot.error));
-  EXPECT_FALSE(zel_stream_start(stream.get(), &slot.error));
-  EXPECT_STREQ(slot.error->message, "no");
+  EXPECT_TRUE(zel_stream_start(stream.get(), slot.address()));
+  EXPECT_FALSE(zel_stream_start(stream.get(), slot.address()));
+  EXPECT_STREQ(slot.get()->message, "no");
   EXPECT_TRUE(zel_stream_start(stream.get(), nullptr));
   EXPECT_FALSE(zel_stream_force_key_frame(stream.get(), nullptr));
   EXPECT_FALSE(zel_stream_force_key_frame(stream.get(), nullptr));

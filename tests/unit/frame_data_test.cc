@@ -7,8 +7,8 @@
 #include <numeric>
 #include <vector>
 
-#include "error_slot.h"
 #include "fake_zel.h"
+#include "tests/support/error_slot.h"
 
 namespace {
 

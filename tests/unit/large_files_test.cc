@@ -10,14 +10,14 @@
 #include <vector>
 
 #include "capture/raw_output.h"
-#include "error_slot.h"
 #include "fake_zel.h"
 #include "output/meta_file.h"
 #include "output/mkv_writer.h"
-#include "run_tool.h"
-#include "scratch_dir.h"
 #include "settings/client_options.h"
 #include "sparse_files.h"
+#include "tests/support/error_slot.h"
+#include "tests/support/files.h"
+#include "tests/support/run_tool.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ class LargeFiles : public testing::TestWithParam<std::int64_t> {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
 
-  ScratchDir scratch_;
+  TempFolder scratch_;
   ErrorSlot slot_;
 };
 

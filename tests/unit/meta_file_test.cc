@@ -10,10 +10,10 @@
 #include <filesystem>
 #include <string>
 
-#include "error_slot.h"
 #include "fake_zel.h"
 #include "interposed.h"
-#include "scratch_dir.h"
+#include "tests/support/error_slot.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ class MetaFile : public testing::Test {
   void TearDown() override { (void)meta_close(nullptr); }
 
   std::string output() const { return scratch_ / "out.h264"; }
-  std::string sidecar() const { return bytes_of_file(output() + ".meta"); }
+  std::string sidecar() const { return read_file(output() + ".meta"); }
   bool open() { return meta_open(output().c_str(), slot_.address()); }
   bool write(fake::Frame frame) { return meta_write_entry(fake::make_buffer(std::move(frame)).get(), slot_.address()); }
   /// A sidecar on a disk that is full.
@@ -37,7 +37,7 @@ class MetaFile : public testing::Test {
     return open();
   }
 
-  ScratchDir scratch_;
+  TempFolder scratch_;
   ErrorSlot slot_;
 };
 
@@ -114,7 +114,7 @@ TEST_F(MetaFile, OpeningAgainForgetsTheEarlierFile) {
   ASSERT_TRUE(meta_open((scratch_ / "second").c_str(), slot_.address()));
   ASSERT_TRUE(meta_close(nullptr));
   EXPECT_EQ(sidecar().size(), 24u);
-  EXPECT_EQ(bytes_of_file(scratch_ / "second.meta"), "\0\0\0\0"s);
+  EXPECT_EQ(read_file(scratch_ / "second.meta"), "\0\0\0\0"s);
 }
 
 // Catches the message and code of "--meta" without an output name.
@@ -142,7 +142,7 @@ TEST_F(MetaFile, LongNamesAreCut) {
     ASSERT_TRUE(meta_open(name.c_str(), slot_.address())) << slot_.take();
     ASSERT_TRUE(meta_close(nullptr));
     const std::string expected = (name + ".meta").substr(0, 255);
-    EXPECT_EQ(bytes_of_file(expected).size(), 4u) << expected;
+    EXPECT_EQ(read_file(expected).size(), 4u) << expected;
     std::filesystem::remove(expected);
   }
   EXPECT_TRUE(std::filesystem::is_empty(folder));

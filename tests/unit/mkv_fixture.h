@@ -11,11 +11,11 @@
 #include <utility>
 
 #include "captured_output.h"
-#include "error_slot.h"
 #include "fake_zel.h"
 #include "interposed.h"
 #include "output/mkv_writer.h"
-#include "scratch_dir.h"
+#include "tests/support/error_slot.h"
+#include "tests/support/files.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -49,7 +49,7 @@ class MkvTest : public testing::Test {
   }
   bool write(fake::Frame frame) { return mkv_write_frame(fake::make_buffer(std::move(frame)).get(), slot_.address()); }
   bool finalize() { return mkv_finalize(slot_.address()); }
-  std::string file() const { return bytes_of_file(path()); }
+  std::string file() const { return read_file(path()); }
 
   /// A frame that the JPEG track takes; its bytes are of no interest to the muxer.
   static fake::Frame frame_at(guint64 timestamp) {
@@ -58,7 +58,7 @@ class MkvTest : public testing::Test {
 
   static constexpr std::uint32_t kNoFormat = 0xFFFFFFFF;
 
-  ScratchDir scratch_;
+  TempFolder scratch_;
   ErrorSlot slot_;
 };
 

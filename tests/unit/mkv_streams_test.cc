@@ -12,7 +12,7 @@
 #include "encoded_stream.h"
 #include "formats/cue_text.h"
 #include "mkv_fixture.h"
-#include "run_tool.h"
+#include "tests/support/run_tool.h"
 
 namespace {
 
@@ -149,7 +149,7 @@ std::vector<std::string> picture_sums(const std::string &input) {
 TEST_P(MkvStreams, PicturesAreTheRawStreams) {
   const std::string errors = scratch_ / "errors";
   const std::vector<std::string> pictures = picture_sums("-i " + path() + " -map 0:v 2>" + errors);
-  EXPECT_EQ(bytes_of_file(errors), "");
+  EXPECT_EQ(read_file(errors), "");
   EXPECT_EQ(pictures.size(), stream_.size());
   EXPECT_EQ(pictures, picture_sums(std::string("-f ") + GetParam().demuxer + " -i " + (scratch_ / "raw")));
 }

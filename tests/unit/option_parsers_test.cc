@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "common/owned.h"
 #include "fake_zel.h"
 #include "settings/settings_map.h"
 
@@ -14,11 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-struct ErrorFree {
-  void operator()(GError *error) const { g_error_free(error); }
-};
-using ErrorPtr = std::unique_ptr<GError, ErrorFree>;
 
 /// What one parser did with one text.
 struct Parsed {

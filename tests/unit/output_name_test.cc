@@ -12,12 +12,9 @@
 #include <string_view>
 #include <vector>
 
-namespace {
+#include "common/owned.h"
 
-struct ErrorFree {
-  void operator()(GError *error) const { g_error_free(error); }
-};
-using ErrorPtr = std::unique_ptr<GError, ErrorFree>;
+namespace {
 
 ErrorPtr check(const char *output) {
   GError *error = nullptr;

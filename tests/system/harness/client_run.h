@@ -19,9 +19,9 @@
 #include <vector>
 
 #include "harness/camera_script.h"
-#include "harness/files.h"
 #include "harness/process.h"
 #include "harness/truth_log.h"
+#include "tests/support/files.h"
 
 /// The client's and the software camera's files in the build folder.
 std::filesystem::path client_program();

@@ -15,7 +15,7 @@
 #include <system_error>
 #include <thread>
 
-#include "harness/files.h"
+#include "tests/support/files.h"
 
 namespace {
 

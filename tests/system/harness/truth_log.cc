@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "harness/files.h"
+#include "tests/support/files.h"
 
 using nlohmann::json;
 

@@ -1,6 +1,6 @@
 // Files of a test: a temporary folder, and reading what a run left in it.
-#ifndef ZEL_CLIENT_TESTS_HARNESS_FILES_H
-#define ZEL_CLIENT_TESTS_HARNESS_FILES_H
+#ifndef ZEL_CLIENT_TESTS_SUPPORT_FILES_H
+#define ZEL_CLIENT_TESTS_SUPPORT_FILES_H
 
 #include <filesystem>
 #include <string>
@@ -16,6 +16,9 @@ class TempFolder {
   TempFolder &operator=(const TempFolder &) = delete;
 
   const std::filesystem::path &path() const { return path_; }
+
+  /// The path of a file in the folder.
+  std::string operator/(const std::string &name) const { return (path_ / name).string(); }
 
  private:
   std::filesystem::path path_;

@@ -1,6 +1,6 @@
 // An error slot that a test owns.
-#ifndef ZEL_CLIENT_TESTS_ERROR_SLOT_H
-#define ZEL_CLIENT_TESTS_ERROR_SLOT_H
+#ifndef ZEL_CLIENT_TESTS_SUPPORT_ERROR_SLOT_H
+#define ZEL_CLIENT_TESTS_SUPPORT_ERROR_SLOT_H
 
 #include <string>
 
@@ -16,6 +16,9 @@ class ErrorSlot {
 
   /// What an operation is given.
   GError **address() { return &error_; }
+
+  /// The error that it left, or null.
+  const GError *get() const { return error_; }
 
   /// "domain/code: message", or "none"; empties the slot for the next operation.
   std::string take() {

@@ -1,6 +1,6 @@
 // Runs a command-line tool and reads what it prints.
-#ifndef ZEL_CLIENT_TESTS_UNIT_RUN_TOOL_H
-#define ZEL_CLIENT_TESTS_UNIT_RUN_TOOL_H
+#ifndef ZEL_CLIENT_TESTS_SUPPORT_RUN_TOOL_H
+#define ZEL_CLIENT_TESTS_SUPPORT_RUN_TOOL_H
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Temporary folders and whole-file reading and writing for the system tests.
-#include "harness/files.h"
+#include "tests/support/files.h"
 
 #include <gtest/gtest.h>
 
