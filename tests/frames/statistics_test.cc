@@ -127,8 +127,8 @@ TEST(FramesStatistics, NoRateWithoutDuration) {
   EXPECT_FALSE(measure_capture(with_times({})).duration_us.has_value());
 }
 
-// Catches a gap at one and a half times the distance, a quotient that is not rounded half up, and a nominal distance that
-// counts those that are not positive.
+// Catches a gap at one and a half times the distance, a quotient that is not rounded half up, and a nominal distance
+// that counts those that are not positive.
 TEST(FramesGaps, AreAboveOneAndAHalf) {
   const Statistics even = measure_capture(with_times({0, 10, 20, 30, 45, 61, 71, 96, 120}));
   EXPECT_EQ(even.nominal_us, 10);
