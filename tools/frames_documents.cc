@@ -41,14 +41,24 @@ Command command_of(const CLI::App &app, std::string name) {
   return command;
 }
 
-/// The options that all commands have, and the program itself has not.
+/// Whether both say the same of an option of the same name.
+bool is_same(const Option &one, const Option &other) {
+  return one.name == other.name && one.help == other.help;
+}
+
+/// The options that most commands have, and the program itself has not.
 OptionList shared_options(const std::vector<Command> &commands) {
-  OptionList shared = {.name = "common-options", .options = commands.back().options};
+  OptionList shared = {.name = "common-options", .options = {}};
+  const auto has = [](const std::vector<Option> &options, const Option &wanted) {
+    return std::ranges::any_of(options, [&wanted](const Option &option) { return is_same(option, wanted); });
+  };
   for (const Command &command : commands) {
-    std::erase_if(shared.options, [&command](const Option &option) {
-      const bool has = std::ranges::find(command.options, option.name, &Option::name) != command.options.end();
-      return has == command.name.empty();
-    });
+    for (const Option &option : command.options) {
+      const auto takes = [&](const Command &other) { return has(other.options, option); };
+      const auto times = static_cast<std::size_t>(std::ranges::count_if(commands, takes));
+      const bool is_shared = times * 2 > commands.size() && !has(commands.front().options, option);
+      if (is_shared && !has(shared.options, option)) shared.options.push_back(option);
+    }
   }
   return shared;
 }

@@ -77,7 +77,8 @@ void write_option(std::ostream &out, const Option &option, const std::string &no
 
 bool is_listed(const Program &program, const Option &option) {
   return std::ranges::any_of(program.lists, [&option](const OptionList &list) {
-    return std::ranges::find(list.options, option.name, &Option::name) != list.options.end();
+    const auto listed = std::ranges::find(list.options, option.name, &Option::name);
+    return listed != list.options.end() && listed->help == option.help;
   });
 }
 

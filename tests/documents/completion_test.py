@@ -14,7 +14,7 @@ FOLDER = os.path.abspath(sys.argv.pop())
 SHELL = sys.argv.pop()
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/nonexistent", "TERM": "dumb", "LC_ALL": "C.UTF-8"}
 FRAMES = os.path.exists(f"{FOLDER}/bash/zel-frames")
-COMMANDS = ["list", "stats"]
+COMMANDS = ["list", "stats", "check", "compare", "watch"]
 
 
 class Shell:

@@ -11,7 +11,7 @@ mapfile -t commands < <(sed -n '/^Commands:/,/^$/s/^  \([a-z]\+\) .*/\1/p' <<<"$
 # Each command has an example that begins with its name, here and in its own help, and nothing is wider than a terminal.
 for command in "${commands[@]}"; do
   own=$(zel-frames "$command" --help)
-  [[ $own == "Usage: zel-frames $command "*CAPTURE* ]] || fail "the help of $command begins otherwise"
+  [[ $own == "Usage: zel-frames $command "* ]] || fail "the help of $command begins otherwise"
   example=$(tail -n 1 <<<"$own")
   [[ $example == "  zel-frames $command "* ]] || fail "the help of $command ends without an example"
   [[ $help == *"  $example"* ]] || fail "the help lacks the example of $command"
