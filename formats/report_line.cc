@@ -71,8 +71,10 @@ class Cursor {
   /// Skips the blanks before a number: always fewer than its width.
   bool padding(std::size_t width) {
     length_ = rest_.size();
-    while (!rest_.empty() && rest_.front() == ' ')
-      rest_.remove_prefix(1);
+    std::size_t blanks = 0;
+    while (blanks < length_ && rest_[blanks] == ' ')
+      ++blanks;
+    rest_.remove_prefix(blanks);
     padded_ = rest_.size() < length_;
     return length_ - rest_.size() < width || !padded_;
   }
@@ -86,18 +88,25 @@ class Cursor {
   /// At least one digit, no zero before others, no number beyond the type's range.
   template <std::unsigned_integral Number>
   bool digits(Number &value) {
-    constexpr Number kLargest = std::numeric_limits<Number>::max();
-    if (rest_.empty() || !is_digit(rest_.front())) return false;
-    const bool zero = rest_.front() == '0';
-    std::size_t length = 0;
-    value = 0;
-    for (; length < rest_.size() && is_digit(rest_[length]); ++length) {
-      const auto digit = static_cast<Number>(rest_[length] - '0');
-      if (value > kLargest / 10 || (value == kLargest / 10 && digit > kLargest % 10)) return false;
+    constexpr std::size_t kFitting = std::numeric_limits<Number>::digits10;  // so many digits always fit
+    const char *const begin = rest_.data();
+    const char *const end = begin + rest_.size();
+    const char *place = begin;
+    for (value = 0; place != end && is_digit(*place); ++place) {
+      const auto digit = static_cast<Number>(*place - '0');
+      if (static_cast<std::size_t>(place - begin) >= kFitting && !can_append(value, digit)) return false;
       value = static_cast<Number>(value * 10 + digit);
     }
+    const auto length = static_cast<std::size_t>(place - begin);
+    if (length == 0 || (*begin == '0' && length > 1)) return false;
     rest_.remove_prefix(length);
-    return !zero || length == 1;
+    return true;
+  }
+
+  template <std::unsigned_integral Number>
+  static bool can_append(Number value, Number digit) {
+    constexpr Number kLargest = std::numeric_limits<Number>::max();
+    return value < kLargest / 10 || (value == kLargest / 10 && digit <= kLargest % 10);
   }
 
   std::string_view rest_;

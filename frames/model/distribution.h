@@ -35,13 +35,13 @@ class RankFinder {
 
   /// Of values between `min` and `max`; the ranks are counted from 0.
   RankFinder(std::int64_t min, std::int64_t max, const std::array<std::size_t, kRanks> &ranks)
-      : min_(min), shift_(std::max(0, bits(min, max) - kStep)) {
+      : min_(min), shift_(std::max(0, bits(min, max) - kStep)), is_exact_(shift_ == 0) {
     for (std::size_t i = 0; i < kRanks; ++i)
       wanted_[i].rank = ranks[i];
-    counts_.assign(std::size_t{1} << static_cast<unsigned>(kStep), 0);
+    counts_.assign(std::size_t{1} << static_cast<unsigned>(bits(min, max) - shift_), 0);
   }
 
-  /// Reads all values once for every 16 bits in which they differ. `each` calls what it is given with every value.
+  /// Reads all values once for every 18 bits in which they differ. `each` calls what it is given with every value.
   template <typename Each>
   void find(const Each &each) {
     each([this](std::int64_t value) { ++counts_[static_cast<std::size_t>(place(value) >> shift_)]; });
@@ -62,12 +62,22 @@ class RankFinder {
     }
   }
 
+  /// Calls what it is given with every value that there is and how often. False, without a call, when the values lie
+  /// too far apart to be counted one by one.
+  template <typename Visit>
+  bool each_value(Visit &&visit) const {
+    if (!is_exact_) return false;
+    for (std::size_t i = 0; i < counts_.size(); ++i)
+      if (counts_[i] != 0) visit(min_ + static_cast<std::int64_t>(i), counts_[i]);
+    return true;
+  }
+
   std::int64_t operator[](std::size_t rank) const {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(min_) + wanted_[rank].prefix);
   }
 
  private:
-  static constexpr int kStep = 16;
+  static constexpr int kStep = 18;  ///< the sizes of frames hardly differ in more bits
 
   /// The search for one rank: the upper bits that are known, and the rank among the values that share them.
   struct Wanted {
@@ -93,6 +103,7 @@ class RankFinder {
 
   std::int64_t min_;
   int shift_;
+  bool is_exact_;  ///< each value has a count of its own
   std::vector<std::size_t> counts_;
   std::array<Wanted, kRanks> wanted_;
 };
@@ -151,10 +162,11 @@ std::optional<Distribution> measure(const Each &each) {
   result.p999 = ranks[3];
 
   double squares = 0;
-  each([&squares, mean = result.mean](std::int64_t value) {
+  const auto add_squares = [&squares, mean = result.mean](std::int64_t value, std::size_t times) {
     const double distance = static_cast<double>(value) - mean;
-    squares += distance * distance;
-  });
+    squares += distance * distance * static_cast<double>(times);
+  };
+  if (!ranks.each_value(add_squares)) each([&add_squares](std::int64_t value) { add_squares(value, 1); });
   result.stddev = std::sqrt(squares / count);
   return result;
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <future>
+#include <limits>
 
 namespace frames {
 namespace {
@@ -11,8 +12,7 @@ namespace {
 template <typename Number>
 auto column_values(const Column<Number> &column, std::size_t from, std::size_t count) {
   return [&column, from, count](auto &&visit) {
-    for (std::size_t i = from; i < count; ++i)
-      if (column.known(i)) visit(static_cast<std::int64_t>(column[i]));
+    column.visit(from, count, [&visit](Number value) { visit(static_cast<std::int64_t>(value)); });
   };
 }
 
@@ -22,11 +22,10 @@ auto distances(const FrameTable &frames) {
     const Column<std::int64_t> &times = frames.time_us;
     if (times.all(frames.count)) {
       std::int64_t before = frames.count > 0 ? times[0] : 0;
-      for (std::size_t i = 1; i < frames.count; ++i) {
-        const std::int64_t time = times[i];
+      times.visit(1, frames.count, [&visit, &before](std::int64_t time) {
         visit(distance_us(before, time));
         before = time;
-      }
+      });
       return;
     }
     for (std::size_t i = 1; i < frames.count; ++i)
@@ -53,17 +52,20 @@ std::optional<std::int64_t> nominal_distance(const FrameTable &frames) {
 }
 
 void find_gaps(const FrameTable &frames, Statistics &result) {
+  const Column<std::int64_t> &times = frames.time_us;
+  const bool all_timed = times.all(frames.count);
+  const bool numbered = frames.sequence.any();
+  const auto nominal = static_cast<std::uint64_t>(result.nominal_us.value_or(0));
+  const std::uint64_t longest = nominal > 0 ? nominal + nominal / 2 : std::numeric_limits<std::uint64_t>::max();
   for (std::size_t i = 1; i < frames.count; ++i) {
-    const std::optional<std::uint64_t> skipped = skipped_before(frames, i);
-    const bool timed = frames.time_us.known(i - 1) && frames.time_us.known(i);
-    const std::int64_t delta = timed ? distance_us(frames.time_us[i - 1], frames.time_us[i]) : 0;
-    if (timed && delta < 0) result.backwards.push_back(i);
-    if (timed && delta == 0) result.repeated.push_back(i);
-    const std::uint64_t nominal = static_cast<std::uint64_t>(result.nominal_us.value_or(0));
+    const bool timed = all_timed || (times.known(i - 1) && times.known(i));
+    const std::int64_t delta = timed ? distance_us(times[i - 1], times[i]) : 0;
+    if (timed && delta <= 0) (delta < 0 ? result.backwards : result.repeated).push_back(i);
     const std::uint64_t length = delta > 0 ? static_cast<std::uint64_t>(delta) : 0;
-    const bool is_long = nominal > 0 && length > nominal + nominal / 2;
-    if (!is_long && skipped.value_or(0) == 0) continue;
-    const std::uint64_t room = is_long ? length / nominal + (length % nominal >= nominal - nominal / 2 ? 1 : 0) - 1 : 0;
+    const std::optional<std::uint64_t> skipped = numbered ? skipped_before(frames, i) : std::nullopt;
+    if (length <= longest && skipped.value_or(0) == 0) continue;
+    const std::uint64_t room =
+        length > longest ? length / nominal + (length % nominal >= nominal - nominal / 2 ? 1 : 0) - 1 : 0;
     result.gaps.push_back({.after = i - 1,
                            .delta_us = timed ? std::optional(delta) : std::nullopt,
                            .missing = skipped ? *skipped : room});
@@ -103,8 +105,7 @@ std::optional<Gops> measure_gops(const FrameTable &frames) {
 
 void measure_rates(const FrameTable &frames, Statistics &result) {
   const std::size_t count = frames.count;
-  for (std::size_t i = 0; i < count; ++i)
-    result.bytes += frames.size[i];
+  frames.size.visit(0, count, [&result](std::uint32_t size) { result.bytes += size; });
   if (count == 0 || !frames.time_us.known(0) || !frames.time_us.known(count - 1)) return;
   result.duration_us = distance_us(frames.time_us[0], frames.time_us[count - 1]);
   if (*result.duration_us <= 0) return;
