@@ -1,0 +1,79 @@
+"""The rows of zel-frames in the table of scripts/bench."""
+from measuring import (BUILD, CLIENT, DISK, PROGRAMS, median_of, peak_memory, ratio_of, row, run, side_by_side)
+
+FRAMES = BUILD / "zel-frames"
+RECORDS = 10_000_000
+LINES = 1_000_000
+PICTURES = 20_000
+ROUNDS = 5
+# What docs/tutorial.md once did by hand: a sidecar as a table.
+TABLE = ("od -An -v -t u4 -w24 \"$0\" | awk 'NF == 6 "
+         "{ printf \"%d %d %.0f %.0f %d\\n\", NR - 1, $1, $3 + $4 * 4294967296, at, $5; at += $5 }'")
+
+
+def captures(kind, file, count, environment=None):
+    run([PROGRAMS / "captures", kind, file, count], environment=environment)
+    return file
+
+
+def make_captures():
+    """A sidecar, a console text, and 1080p H.264 with its sidecar, coded by the software camera and repeated."""
+    keys = DISK / "camera.ini"
+    keys.write_text("[camera]\npacing = virtual\n")
+    coded = DISK / "coded.h264"
+    run([CLIENT, "-q", "-m", "-n", 120, "-o", coded, "--framerate=30", "--rc.mode=vbr", "-b", 3932160, 1920, 1080],
+        environment={"ZEL_CAMERA": str(keys)}, stub=False)
+    return (captures("sidecar", DISK / "long.meta", RECORDS), captures("text", DISK / "run.txt", LINES),
+            captures("stream", DISK / "long.h264", PICTURES, {"ZEL_STUB_STREAM": str(coded)}))
+
+
+def seconds(value):
+    return f"{value:.3f} s"
+
+
+def compare(metric, ours, peers, how=None):
+    """A row for each peer: its name, its command, and the least times that we are faster, or None: we take at most
+    1.15 times its time."""
+    sides = [lambda command=command: run(command, environment=how, stub=False)
+             for command in (ours, *(command for _, command, _ in peers))]
+    own, *results = side_by_side(*sides, rounds=ROUNDS)
+    for (name, _, least), peer in zip(peers, results):
+        times = seconds(median_of(own, "cpu")), f"{seconds(median_of(peer, 'cpu'))} {name}"
+        ratio = ratio_of(own, peer, "cpu")
+        if least is None:
+            row(metric, *times, f"{ratio:.2f}", "at most 1.15", ratio <= 1.15)
+        else:
+            row(metric, *times, f"{1 / ratio:.2f} times faster", f"at least {least}", 1 / ratio >= least)
+
+
+def measure_speed(sidecar, text, stream):
+    compare("stats of a sidecar of 10 000 000 records", [FRAMES, "stats", sidecar],
+            [("md5sum", ["/usr/bin/md5sum", sidecar], 1)])
+    compare("list --csv of the same", [FRAMES, "list", "--csv", sidecar],
+            [("od and awk", ["/bin/sh", "-c", TABLE, sidecar], 10)])
+    compare("stats of a console text of 1 000 000 lines", [FRAMES, "stats", text],
+            [("awk, the sum of a column", ["/usr/bin/awk", "{ sum += $13 } END { print sum }", text], 2)])
+    compare("stats of 20 000 frames of raw 1080p with sidecar", [FRAMES, "stats", stream],
+            [("ffprobe", ["/usr/bin/ffprobe", "-v", "error", "-show_entries", "packet=pts,size", stream], 8)])
+    ours, peer = DISK / "ours.mkv", DISK / "peer.mkv"
+    ffmpeg = ["/usr/bin/ffmpeg", "-nostdin", "-v", "quiet", "-y", "-framerate", "30", "-i", stream, "-c", "copy", peer]
+    compare("mux of the same to Matroska", [FRAMES, "mux", "--force", "-o", ours, stream],
+            [("ffmpeg -c copy", ffmpeg, 1.5),
+             ("mkvmerge", ["/usr/bin/mkvmerge", "-q", "-o", peer, stream], 1.5),
+             ("libavformat, the same packets", [PROGRAMS / "mux_packets", peer, PICTURES], None)],
+            {"ZEL_STUB_STREAM": str(stream)})
+
+
+def measure_memory(sidecar):
+    few = captures("sidecar", DISK / "short.meta", 1000)
+    for name, command in (("list", ["list", "--csv"]), ("stats", ["stats"]), ("check", ["check"])):
+        start, peak = (peak_memory([FRAMES, *command, file], {}) for file in (few, sidecar))
+        each = (peak - start) * 1024 / (RECORDS - 1000)
+        row(f"memory a frame, {name} of a sidecar", f"{each:.1f} B", f"{start / 1024:.1f} MiB at the start", "",
+            "at most 64 B", each <= 64)
+
+
+def measure_frames():
+    sidecar, text, stream = make_captures()
+    measure_speed(sidecar, text, stream)
+    measure_memory(sidecar)
