@@ -28,7 +28,7 @@ struct Command {
   const char *purpose;        ///< one line
   Run (*add)(CLI::App &app);  ///< adds the command's options to its own parser
   const char *job;            ///< what somebody wants who types the example; one line
-  const char *example;        ///< the arguments behind the command's name
+  const char *example;        ///< the arguments behind the command's name, or the whole line
 };
 
 Run add_list(CLI::App &app);

@@ -19,7 +19,8 @@ constexpr std::array kCommands = {
             "Is it whole, and at most 3 frames lost? (for scripts)", "--max-missing 3 cap.h264"},
     Command{"compare", "Hold two runs against each other, chance told apart", add_compare, "Did the latency get worse?",
             "before.txt after.txt"},
-    Command{"watch", "Show a run's figures while it goes on", add_watch, "Watch a run", "< run.txt"},
+    Command{"watch", "Show a run's figures while it goes on", add_watch,
+            "Watch a run; stdbuf lets each line through at once", "stdbuf -oL zel-client ... | zel-frames watch"},
 };
 
 constexpr std::array kFormats = {formats::Codec::kH264, formats::Codec::kH265, formats::Codec::kJpeg,
@@ -60,6 +61,8 @@ std::string codec_names(std::string_view separator) {
 }
 
 std::string example_line(const Command &command) {
+  const std::string_view example = command.example;
+  if (example.find("zel-frames") != std::string_view::npos) return std::string(example) + "\n";
   return std::string("zel-frames ") + command.name + " " + command.example + "\n";
 }
 

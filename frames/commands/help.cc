@@ -2,6 +2,7 @@
 #include "frames/commands/help.h"
 
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace frames {
@@ -48,9 +49,12 @@ void append_commands(std::string &help, const CLI::App &app) {
 }
 
 void append_operands(std::string &help, const CLI::App &app) {
-  help.append("\n");
-  for (const CLI::Option *option : app.get_options())
-    if (option->get_positional()) append_item(help, option_synopsis(*option), option->get_description());
+  bool is_first = true;
+  for (const CLI::Option *option : app.get_options()) {
+    if (!option->get_positional()) continue;
+    if (std::exchange(is_first, false)) help.append("\n");
+    append_item(help, option_synopsis(*option), option->get_description());
+  }
 }
 
 void append_options(std::string &help, const CLI::App &app) {

@@ -120,10 +120,6 @@ int watch(const WatchOptions &options) {
 
 Run add_watch(CLI::App &app) {
   auto options = std::make_shared<WatchOptions>();
-  app.footer(
-      "Reads the console of a run as it comes:\n"
-      "    stdbuf -oL zel-client ... | zel-frames watch\n"
-      "Into a pipe the client's lines come in bursts of some 40; stdbuf -oL lets each through at once.");
   add_json_option(app, options->json);
   app.add_option("--save", options->save, "Keep the text as it comes")->type_name("FILE");
   app.add_flag("--force", options->force, "Write over an existing file");

@@ -13,7 +13,7 @@ for command in "${commands[@]}"; do
   own=$(zel-frames "$command" --help)
   [[ $own == "Usage: zel-frames $command "* ]] || fail "the help of $command begins otherwise"
   example=$(tail -n 1 <<<"$own")
-  [[ $example == "  zel-frames $command "* ]] || fail "the help of $command ends without an example"
+  [[ $example == "  "*"zel-frames $command"* ]] || fail "the help of $command ends without an example"
   [[ $help == *"  $example"* ]] || fail "the help lacks the example of $command"
   if grep -E '.{81}' <<<"$own"; then fail "the help of $command has these long lines"; fi
 done
