@@ -12,6 +12,7 @@ BuildUnderTest read_description() {
   std::ifstream file(named != nullptr ? named : ZEL_TEST_BUILD);
   const nlohmann::json description = nlohmann::json::parse(file);
   return {.client = description.at("client").get<std::string>(),
+          .frames = description.value("frames", ""),
           .camera = description.at("camera").get<std::string>(),
           .preloads = description.at("preloads").get<std::string>(),
           .emulator = description.at("emulator").get<std::vector<std::string>>()};
