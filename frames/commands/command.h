@@ -36,6 +36,10 @@ Run add_stats(CLI::App &app);
 Run add_check(CLI::App &app);
 Run add_compare(CLI::App &app);
 Run add_watch(CLI::App &app);
+Run add_repair(CLI::App &app);
+Run add_cut(CLI::App &app);
+Run add_frame(CLI::App &app);
+Run add_mux(CLI::App &app);
 
 /// All commands, in the order of the help.
 std::span<const Command> commands();

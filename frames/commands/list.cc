@@ -28,7 +28,7 @@ int list(const ListOptions &options) {
   if (options.to) range.to = frame_at(capture, *options.to) + 1;
   if (options.from && options.to && range.from >= range.to) unusable("{}: --from lies behind --to", capture.name);
   if (options.timestamps) {
-    if (!frames.time_us.all(frames.count)) unusable("{}: its frames have no times", capture.name);
+    require_times(capture);
     if (options.keys) find_keys(capture);
     print_timestamps(capture, range);
     return kExitGood;

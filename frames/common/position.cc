@@ -62,7 +62,7 @@ std::size_t frame_at(const Capture &capture, const Position &position) {
     if (*position.frame < frames.count) return *position.frame;
     unusable("{}: frame {}: the last frame is {}", capture.name, *position.frame, frames.count - 1);
   }
-  if (!frames.time_us.all(frames.count)) unusable("{}: its frames have no times", capture.name);
+  require_times(capture);
   std::size_t found = 0;
   for (std::size_t i = 0; i < frames.count; ++i)
     if (distance_us(frames.time_us[0], frames.time_us[i]) <= *position.after_us) found = i;

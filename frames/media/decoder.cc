@@ -9,8 +9,7 @@
 namespace frames {
 
 Decoder::Decoder(const Capture &capture) : packet_(av_packet_alloc()), frame_(av_frame_alloc()) {
-  if (!capture.codec) unusable("{}: the codec is not known: --format says it", capture.name);
-  const AVCodec *codec = avcodec_find_decoder(formats::codec_id(*capture.codec));
+  const AVCodec *codec = avcodec_find_decoder(formats::codec_id(require_codec(capture)));
   if (codec == nullptr) unusable("{}: no decoder for {}", capture.name, formats::codec_name(*capture.codec));
   context_.reset(avcodec_alloc_context3(codec));
   if (context_ == nullptr || packet_ == nullptr || frame_ == nullptr) throw std::bad_alloc();

@@ -27,6 +27,8 @@ class Demuxer {
   /// The one video track.
   const AVStream *video() const { return video_; }
   bool is_video(const AVPacket *packet) const { return packet->stream_index == video_->index; }
+  /// The byte behind the packets that were read.
+  std::uint64_t place() const { return static_cast<std::uint64_t>(avio_tell(io_.get())); }
   /// FFmpeg's name of the format, such as "matroska,webm".
   const char *format_name() const { return input_->iformat->name; }
 

@@ -5,13 +5,12 @@ namespace frames {
 
 void find_picture_size(Capture &capture) {
   if (capture.width != 0 || !capture.has_bytes() || !capture.codec || formats::is_uncompressed(*capture.codec)) return;
-  find_keys(capture);
+  const std::unique_ptr<FrameReader> reader = capture.open_bytes(capture);
   std::size_t key = 0;
-  while (key < capture.frames.count && capture.frames.key[key] == 0)
+  while (key < capture.frames.count && !is_key_frame(capture, *reader, key))
     ++key;
   if (key == capture.frames.count) return;
   Decoder decoder(capture);
-  const std::unique_ptr<FrameReader> reader = capture.open_bytes(capture);
   (void)decoder.send(reader->read(key), key);
   decoder.end();
   const AVFrame *picture = decoder.take();

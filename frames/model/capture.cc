@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "formats/bitstream.h"
+#include "frames/common/unusable.h"
 
 namespace frames {
 namespace {
@@ -30,6 +31,35 @@ std::size_t part_at(const std::vector<Part> &parts, std::uint64_t place) {
 
 std::size_t part_of(const Capture &capture, std::size_t frame) {
   return part_at(capture.parts, capture.frames.offset[frame]);
+}
+
+formats::Codec require_codec(const Capture &capture) {
+  if (capture.codec) return *capture.codec;
+  if (capture.kind == SourceKind::kContainer) unusable("{}: its video has another codec than a camera's", capture.name);
+  unusable("{}: the codec is not known: --format says it", capture.name);
+}
+
+void require_bytes(const Capture &capture) {
+  if (!capture.has_bytes()) unusable("{}: tells of frames but does not hold them", capture.name);
+}
+
+void require_times(const Capture &capture) {
+  if (capture.frames.time_us.all(capture.frames.count)) return;
+  unusable("{}: its frames have no times{}", capture.name,
+           capture.kind == SourceKind::kRaw ? ": --fps gives them some" : "");
+}
+
+bool is_key_frame(const Capture &capture, FrameReader &reader, std::size_t frame) {
+  const FrameTable &frames = capture.frames;
+  if (frames.key.known(frame)) return frames.key[frame] != 0;
+  return is_key(reader, require_codec(capture), frame, frames.size[frame]);
+}
+
+std::optional<std::size_t> key_frame_before(const Capture &capture, FrameReader &reader, std::size_t frame) {
+  for (std::size_t i = frame;; --i) {
+    if (is_key_frame(capture, reader, i)) return i;
+    if (i == 0) return std::nullopt;
+  }
 }
 
 void find_keys(Capture &capture) {

@@ -74,6 +74,10 @@ struct Capture {
   std::size_t records = 0;         ///< whole records of the sidecar, kept as frames or not
   bool has_sidecar = false;
   std::vector<std::uint8_t> extradata;  ///< a container's codec configuration as a raw stream has it; may be empty
+  bool is_matroska = false;
+  std::size_t frames_without_cue = 0;  ///< of a Matroska file with cues: their times are whole milliseconds
+  std::uint64_t tail_bytes = 0;        ///< of a Matroska file that was cut off: behind the last whole frame and cue
+  bool tail_has_frame = false;         ///< what was cut off is a frame, not a cue
   /// Opens the frames' bytes; empty when there are none. The reader must not outlive the capture, nor the capture move.
   std::function<std::unique_ptr<FrameReader>(const Capture &)> open_bytes;
 
@@ -86,6 +90,21 @@ std::size_t part_at(const std::vector<Part> &parts, std::uint64_t place);
 
 /// The part in which a raw capture's frame begins.
 std::size_t part_of(const Capture &capture, std::size_t frame);
+
+/// The codec. Throws Unusable when it is not known.
+formats::Codec require_codec(const Capture &capture);
+
+/// Throws Unusable when the frames' bytes are not there.
+void require_bytes(const Capture &capture);
+
+/// Throws Unusable unless every frame has a time.
+void require_times(const Capture &capture);
+
+/// Whether a frame of a capture whose codec is known is a key frame. Reads its first bytes unless that is known.
+bool is_key_frame(const Capture &capture, FrameReader &reader, std::size_t frame);
+
+/// The last key frame up to `frame`, this one included; none when no frame up to there is one.
+std::optional<std::size_t> key_frame_before(const Capture &capture, FrameReader &reader, std::size_t frame);
 
 /// Finds the key frames in the bitstream, if the bytes are there and the source has not already. Reads the first bytes
 /// of each frame.

@@ -41,16 +41,6 @@ auto sizes_of(const FrameTable &frames, bool keys) {
   };
 }
 
-std::optional<std::int64_t> nominal_distance(const FrameTable &frames) {
-  const auto positive = [each = distances(frames)](auto &&visit) {
-    each([&visit](std::int64_t value) {
-      if (value > 0) visit(value);
-    });
-  };
-  const auto measured = measure(positive);
-  return measured ? std::optional(measured->p50) : std::nullopt;
-}
-
 void find_gaps(const FrameTable &frames, Statistics &result) {
   const Column<std::int64_t> &times = frames.time_us;
   const bool all_timed = times.all(frames.count);
@@ -115,6 +105,16 @@ void measure_rates(const FrameTable &frames, Statistics &result) {
 }
 
 }  // namespace
+
+std::optional<std::int64_t> nominal_distance(const FrameTable &frames) {
+  const auto positive = [each = distances(frames)](auto &&visit) {
+    each([&visit](std::int64_t value) {
+      if (value > 0) visit(value);
+    });
+  };
+  const auto measured = measure(positive);
+  return measured ? std::optional(measured->p50) : std::nullopt;
+}
 
 std::optional<std::int64_t> delta_us(const FrameTable &frames, std::size_t frame) {
   if (!frames.time_us.known(frame)) return std::nullopt;

@@ -64,6 +64,9 @@ std::optional<std::int64_t> delta_us(const FrameTable &frames, std::size_t frame
 /// skip nothing.
 std::optional<std::uint64_t> skipped_before(const FrameTable &frames, std::size_t frame);
 
+/// The median of the positive distances, in us; nothing without any.
+std::optional<std::int64_t> nominal_distance(const FrameTable &frames);
+
 /// Measures the capture, whose key frames have been looked for.
 Statistics measure_capture(const Capture &capture);
 

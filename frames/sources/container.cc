@@ -1,5 +1,6 @@
 // Frames of a container's video track; from the client's Matroska files with the exact times of its cues.
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -79,8 +80,10 @@ class Times {
     }
   }
 
-  void set(FrameTable &frames) const {
+  /// Returns how many frames have no cue where others have.
+  std::size_t set(FrameTable &frames) const {
     std::size_t cue = 0;
+    std::size_t without = 0;
     for (std::size_t i = 0; i < frames_; ++i) {
       if (pts_[i] == AV_NOPTS_VALUE) continue;
       const std::size_t found = find_cue(cue, pts_[i]);
@@ -89,9 +92,13 @@ class Times {
         cue = found + 1;
       } else {
         frames.time_us.set(i, av_rescale_q(pts_[i], time_base_, kMicroseconds));
+        ++without;
       }
     }
+    return cues_ == 0 ? 0 : without;
   }
+
+  bool has_cues() const { return cues_ > 0; }
 
  private:
   static constexpr std::size_t kLookedAt = 16;  ///< cues that may lie between the frames' without a frame of their own
@@ -136,6 +143,15 @@ void join_sidecar(Capture &capture, const std::string &path) {
   capture.files.push_back(path);
   for (const Finding &finding : sidecar.findings.kept())
     capture.findings.add(finding);
+}
+
+/// Whether the bytes at a place of a Matroska file are blocks or a cluster of them, or the remainder of one: what
+/// stands behind the last cluster of a whole file is the index.
+bool is_cut_block(const std::string &path, std::uint64_t place) {
+  constexpr std::array<std::uint8_t, 4> kIndex = {0x1C, 0x53, 0xBB, 0x6B};
+  std::array<std::uint8_t, kIndex.size()> start{};
+  const std::size_t count = File(path).read_at(place, start);
+  return !std::equal(start.begin(), start.begin() + static_cast<std::ptrdiff_t>(count), kIndex.begin());
 }
 
 void add_frame(Capture &capture, RawFrames &converter, const AVPacket *packet) {
@@ -184,9 +200,13 @@ Capture open_container(const CaptureOptions &options) {
 
   const PacketPtr packet(av_packet_alloc());
   Times times;
+  std::uint64_t end = 0;
+  bool ends_with_frame = false;
   while (demuxer.next(packet.get())) {
     const std::int64_t pts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
-    if (demuxer.is_video(packet.get())) {
+    end = demuxer.place();
+    ends_with_frame = demuxer.is_video(packet.get());
+    if (ends_with_frame) {
       add_frame(capture, converter, packet.get());
       times.add_frame(pts, video->time_base);
     } else {
@@ -194,7 +214,12 @@ Capture open_container(const CaptureOptions &options) {
     }
   }
   if (capture.frames.count == 0) unusable("{}: holds no whole frame", capture.name);
-  times.set(capture.frames);
+  capture.frames_without_cue = times.set(capture.frames);
+  capture.is_matroska = std::string_view(demuxer.format_name()).starts_with("matroska");
+  if (capture.is_matroska && is_cut_block(capture.name, end)) {
+    capture.tail_bytes = File(capture.name).size() - end;
+    capture.tail_has_frame = !ends_with_frame || !times.has_cues();
+  }
   check_end(capture, *video);
   capture.files.push_back(capture.name);
   if (!options.meta.empty()) join_sidecar(capture, options.meta);

@@ -1,0 +1,88 @@
+// zel-frames frame: one frame's picture or bytes.
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "frames/commands/command.h"
+#include "frames/common/output_file.h"
+#include "frames/common/unusable.h"
+#include "frames/media/picture.h"
+#include "frames/media/png.h"
+#include "frames/print/output.h"
+#include "frames/print/written.h"
+
+namespace frames {
+namespace {
+
+struct FrameOptions {
+  CaptureOptions capture;
+  OutputOptions output;
+  std::size_t frame = 0;
+  bool json = false;
+};
+
+bool has_suffix(std::string_view path, std::string_view suffix) {
+  if (path.size() < suffix.size()) return false;
+  path.remove_prefix(path.size() - suffix.size());
+  return std::equal(path.begin(), path.end(), suffix.begin(),
+                    [](char one, char other) { return (one >= 'A' && one <= 'Z' ? one - 'A' + 'a' : one) == other; });
+}
+
+std::vector<std::uint8_t> own_bytes(const Capture &capture, std::size_t frame) {
+  const std::unique_ptr<FrameReader> reader = capture.open_bytes(capture);
+  const std::span<const std::uint8_t> bytes = reader->read(frame);
+  return {bytes.begin(), bytes.end()};
+}
+
+/// What goes into the file, as its name says.
+std::vector<std::uint8_t> contents(const Capture &capture, std::size_t frame, const std::string &path) {
+  if (path == "-" || has_suffix(path, ".png")) return png_of(*picture_of(capture, frame));
+  const bool is_jpeg = has_suffix(path, ".jpg") || has_suffix(path, ".jpeg");
+  if (is_jpeg && require_codec(capture) != formats::Codec::kJpeg) {
+    unusable("{}: frame {}: is {}, only a JPEG stream's frames are JPEG files: .png makes a picture of any",
+             capture.name, frame, formats::codec_name(*capture.codec));
+  }
+  return own_bytes(capture, frame);
+}
+
+int store_frame(const FrameOptions &options) {
+  const std::string &path = options.output.path;
+  const bool is_piped = path == "-";
+  if (is_piped && options.json) unusable("-: the picture goes to standard output, which --json needs");
+  const Capture capture = open_capture(options.capture);
+  require_bytes(capture);
+  const std::size_t frame = frame_at(capture, {.frame = options.frame, .after_us = std::nullopt});
+  if (is_piped) {
+    const std::vector<std::uint8_t> bytes = contents(capture, frame, path);
+    Output output;
+    output.put({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+    output.flush();
+    return kExitGood;
+  }
+  OutputFile file(path, options.output.force, capture.files);
+  const std::vector<std::uint8_t> bytes = contents(capture, frame, path);
+  file.write(bytes);
+  publish({&file});
+  if (options.json) {
+    print_written_json({{"file", path}, {"frame", frame}, {"bytes", bytes.size()}});
+  } else {
+    print_written_line(fmt::format("{}: frame {}, {} bytes", path, frame, bytes.size()));
+  }
+  return kExitGood;
+}
+
+}  // namespace
+
+Run add_frame(CLI::App &app) {
+  auto options = std::make_shared<FrameOptions>();
+  app.add_option("N", options->frame, "The frame's number, from 0")->required();
+  add_output_options(app, options->output,
+                     "The file to make: .png, .jpg of a JPEG stream, or the codec's bytes under any other name; - for "
+                     "PNG on standard output");
+  add_capture_options(app, options->capture);
+  add_json_option(app, options->json);
+  return [options] { return store_frame(*options); };
+}
+
+}  // namespace frames

@@ -1,0 +1,22 @@
+// Names of files that must not outlive the process.
+#ifndef ZEL_FRAMES_COMMON_TEMPORARY_NAMES_H
+#define ZEL_FRAMES_COMMON_TEMPORARY_NAMES_H
+
+#include <string>
+
+namespace frames {
+
+/// Creates and opens a file with a new hidden name in the folder of `target`, with the rights of any new file. SIGHUP,
+/// SIGINT and SIGTERM remove it before they end the process, unless they are ignored. Returns its descriptor and sets
+/// `name`; -1 with errno when it cannot be created.
+int create_temporary(const std::string &target, std::string &name);
+
+/// A hidden name of that kind, for a file that is to get one. No file has it now.
+std::string temporary_name(const std::string &target);
+
+/// The name no longer is a temporary one: the file was renamed or removed.
+void forget_temporary(const std::string &name) noexcept;
+
+}  // namespace frames
+
+#endif
