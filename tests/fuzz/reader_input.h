@@ -29,7 +29,7 @@ inline void write_input(const std::string &path, std::span<const std::uint8_t> b
   file.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-/// Reads the capture as the commands do: key frames, figures, checks, all bytes. What cannot be used is said by Unusable.
+/// Reads the capture as the commands do: key frames, figures, checks, all bytes. What cannot be used throws Unusable.
 inline void read_capture(const frames::CaptureOptions &options) try {
   av_log_set_level(AV_LOG_QUIET);
   frames::Capture capture = frames::open_capture(options);
