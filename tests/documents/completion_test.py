@@ -14,7 +14,7 @@ FOLDER = os.path.abspath(sys.argv.pop())
 SHELL = sys.argv.pop()
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/nonexistent", "TERM": "dumb", "LC_ALL": "C.UTF-8"}
 FRAMES = os.path.exists(f"{FOLDER}/bash/zel-frames")
-COMMANDS = ["list", "stats", "check", "compare", "watch"]
+COMMANDS = ["list", "stats", "check", "repair", "cut", "frame", "mux", "compare", "watch"]
 
 
 class Shell:
@@ -134,6 +134,7 @@ class Typed(Completion):
         self.becomes("zel-frames list --format=jp", "zel-frames list --format=jpeg ")
         self.becomes("zel-frames list --format jp", "zel-frames list --format jpeg ")
         self.becomes("zel-frames list --fps=o", "zel-frames list --fps=o")
+        self.becomes("zel-frames mux -o oth", "zel-frames mux -o other.mkv ")
         self.becomes("zel-frames oth", "zel-frames oth")
 
 
