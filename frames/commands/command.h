@@ -40,6 +40,7 @@ Run add_repair(CLI::App &app);
 Run add_cut(CLI::App &app);
 Run add_frame(CLI::App &app);
 Run add_mux(CLI::App &app);
+Run add_report(CLI::App &app);
 
 /// All commands, in the order of the help.
 std::span<const Command> commands();

@@ -27,6 +27,8 @@ constexpr std::array kCommands = {
             "A file that plays, every frame at its own time", "-o cap.mp4 cap.h264"},
     Command{"compare", "Hold two runs against each other, chance told apart", add_compare, "Did the latency get worse?",
             "before.txt after.txt"},
+    Command{"report", "Show a run, or two on each other, on a page for a browser", add_report,
+            "A page to attach to a bug", "-o report.html cap.h264"},
     Command{"watch", "Show a run's figures while it goes on", add_watch,
             "Watch a run; stdbuf lets each line through at once", "stdbuf -oL zel-client ... | zel-frames watch"},
 };

@@ -85,7 +85,7 @@ std::string arguments_synopsis(const CLI::App &app) {
   std::string operands;
   for (const CLI::Option *option : app.get_options()) {
     if (option->get_positional()) {
-      operands.append(" ").append(option->get_name());
+      operands.append(option->get_required() ? " " + option->get_name() : " [" + option->get_name() + "]");
     } else if (option->get_required()) {
       const bool has_letter = !option->get_snames().empty();
       required.append(has_letter ? "-" + option->get_snames().front() : "--" + option->get_lnames().front());

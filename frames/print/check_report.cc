@@ -13,17 +13,6 @@
 namespace frames {
 namespace {
 
-/// The findings as they are printed: what was counted and not kept is one more of its kind.
-std::vector<Finding> all_of(const Findings &findings) {
-  std::vector<Finding> all = findings.kept();
-  for (const auto &[id, count] : findings.counts()) {
-    if (count.found > Findings::kMost) {
-      all.push_back({.id = id, .text = fmt::format("{} more", count.found - Findings::kMost), .fails = count.fails});
-    }
-  }
-  return all;
-}
-
 /// Where the frame begins, if a finding names only the frame.
 std::optional<std::uint64_t> byte_of(const Capture &capture, const Finding &finding) {
   if (finding.byte || !finding.frame) return finding.byte;
@@ -54,20 +43,38 @@ std::string count_text(const Findings &findings, bool fails, std::string_view on
 
 }  // namespace
 
+std::vector<Finding> printed_findings(const Findings &findings) {
+  std::vector<Finding> all = findings.kept();
+  for (const auto &[id, count] : findings.counts()) {
+    if (count.found > Findings::kMost) {
+      all.push_back({.id = id, .text = fmt::format("{} more", count.found - Findings::kMost), .fails = count.fails});
+    }
+  }
+  return all;
+}
+
+std::string finding_text(const Capture &capture, const Finding &finding) {
+  return fmt::format("{}{} ({})", place_of(capture, finding), one_line(finding.text), finding.id);
+}
+
+std::string finding_counts_text(const Findings &findings) {
+  return fmt::format("{}, {}", count_text(findings, true, "fault", "faults"),
+                     count_text(findings, false, "note", "notes"));
+}
+
 void print_findings_text(const Capture &capture, const Findings &findings) {
   const std::string name = one_line(capture.name);
   Output output;
-  for (const Finding &finding : all_of(findings))
-    output.put(fmt::format("{}: {}{} ({})\n", name, place_of(capture, finding), one_line(finding.text), finding.id));
-  output.put(fmt::format("{}: {} frames, {}, {}\n", name, capture.frames.count,
-                         count_text(findings, true, "fault", "faults"), count_text(findings, false, "note", "notes")));
+  for (const Finding &finding : printed_findings(findings))
+    output.put(fmt::format("{}: {}\n", name, finding_text(capture, finding)));
+  output.put(fmt::format("{}: {} frames, {}\n", name, capture.frames.count, finding_counts_text(findings)));
   output.flush();
 }
 
 void print_findings_json(const Capture &capture, const Findings &findings) {
   using Json = nlohmann::ordered_json;
   Json list = Json::array();
-  for (const Finding &finding : all_of(findings)) {
+  for (const Finding &finding : printed_findings(findings)) {
     Json entry = {{"id", finding.id}, {"fails", finding.fails}, {"text", finding.text}};
     if (finding.frame) entry["frame"] = *finding.frame;
     if (const auto byte = byte_of(capture, finding)) entry["byte"] = *byte;

@@ -11,7 +11,33 @@
 namespace frames {
 namespace {
 
-const char *title_of(Quantity quantity) {
+/// Means have a decimal, all else is whole.
+std::string number_text(const ComparedFigure &figure, double value) {
+  return figure.figure == Figure::kMean ? fmt::format("{:.1f}", value) : fmt::format("{:.0f}", value);
+}
+
+std::string percent_text(const ComparedFigure &figure) {
+  return figure.percent ? fmt::format("{:+.2f} %", *figure.percent) : "-";
+}
+
+void put_figure(std::string &text, const ComparedFigure &figure, std::optional<double> max_worse) {
+  const ComparedTexts texts = compared_texts(figure);
+  const bool worse = max_worse && is_worse(figure, *max_worse);
+  fmt::format_to(std::back_inserter(text), "  {:<6} {:>14} {:>14} {:>14} {:>12}  {}{}\n", figure_name(figure.figure),
+                 texts.a, texts.b, texts.difference, texts.percent, texts.chance, worse ? "  worse" : "");
+}
+
+}  // namespace
+
+ComparedTexts compared_texts(const ComparedFigure &figure) {
+  return {.a = number_text(figure, figure.a),
+          .b = number_text(figure, figure.b),
+          .difference = (figure.b > figure.a ? "+" : "") + number_text(figure, figure.b - figure.a),
+          .percent = percent_text(figure),
+          .chance = figure.by_chance ? "~" : fmt::format("p={:.3f}", *figure.p)};
+}
+
+const char *quantity_title(Quantity quantity) {
   switch (quantity) {
     case Quantity::kDistance:
       return "distance, us";
@@ -25,36 +51,20 @@ const char *title_of(Quantity quantity) {
   return "";
 }
 
-/// Means have a decimal, all else is whole.
-std::string number_text(const ComparedFigure &figure, double value) {
-  return figure.figure == Figure::kMean ? fmt::format("{:.1f}", value) : fmt::format("{:.0f}", value);
+std::string chance_text(const Comparison &comparison) {
+  return fmt::format("~ may be chance: p > {} in a rank test on {} and {} {}", kChance, comparison.blocks_a,
+                     comparison.blocks_b, comparison.block == BlockKind::kSecond ? "seconds" : "GOPs");
 }
-
-std::string percent_text(const ComparedFigure &figure) {
-  return figure.percent ? fmt::format("{:+.2f} %", *figure.percent) : "-";
-}
-
-void put_figure(std::string &text, const ComparedFigure &figure, std::optional<double> max_worse) {
-  const std::string difference = (figure.b > figure.a ? "+" : "") + number_text(figure, figure.b - figure.a);
-  const std::string chance = figure.by_chance ? "~" : fmt::format("p={:.3f}", *figure.p);
-  const bool worse = max_worse && is_worse(figure, *max_worse);
-  fmt::format_to(std::back_inserter(text), "  {:<6} {:>14} {:>14} {:>14} {:>12}  {}{}\n", figure_name(figure.figure),
-                 number_text(figure, figure.a), number_text(figure, figure.b), difference, percent_text(figure), chance,
-                 worse ? "  worse" : "");
-}
-
-}  // namespace
 
 void print_comparison_text(const Comparison &comparison, std::optional<double> max_worse) {
   std::string text = fmt::format("  {:<6} {:>14} {:>14} {:>14} {:>12}\n", "", "A", "B", "B - A", "");
   std::optional<Quantity> last;
   for (const ComparedFigure &figure : comparison.figures) {
-    if (last != figure.quantity) text.append(title_of(figure.quantity)).append("\n");
+    if (last != figure.quantity) text.append(quantity_title(figure.quantity)).append("\n");
     last = figure.quantity;
     put_figure(text, figure, max_worse);
   }
-  fmt::format_to(std::back_inserter(text), "~ may be chance: p > {} in a rank test on {} and {} {}\n", kChance,
-                 comparison.blocks_a, comparison.blocks_b, comparison.block == BlockKind::kSecond ? "seconds" : "GOPs");
+  text.append(chance_text(comparison)).append("\n");
   Output output;
   output.put(text);
   output.flush();

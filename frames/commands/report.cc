@@ -1,0 +1,111 @@
+// zel-frames report: one page that shows a run, or two on each other.
+#include <fmt/format.h>
+
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "frames/commands/command.h"
+#include "frames/common/output_file.h"
+#include "frames/model/checks.h"
+#include "frames/print/written.h"
+#include "frames/report/page.h"
+
+namespace frames {
+namespace {
+
+constexpr std::size_t kMostPictures = 60;
+
+struct ReportOptions {
+  CaptureOptions capture;
+  CaptureOptions b;  ///< what it says of how to read is that of `capture` where its own is not given
+  OutputOptions output;
+  bool no_pictures = false;
+  bool json = false;
+};
+
+/// A word as a shell takes it.
+std::string quoted(const std::string &word) {
+  constexpr std::string_view kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./,:@%";
+  if (!word.empty() && word.find_first_not_of(kPlain) == word.npos) return word;
+  std::string result = "'";
+  for (const char character : word) {
+    if (character == '\'') {
+      result += "'\\''";
+    } else {
+      result += character;
+    }
+  }
+  return result + "'";
+}
+
+/// The command line of this process, its program by name only.
+std::string command_line() {
+  std::ifstream file("/proc/self/cmdline", std::ios::binary);
+  const std::string words((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  std::string command = "zel-frames";
+  for (std::size_t begin = words.find('\0'); begin != words.npos && begin + 1 < words.size();) {
+    const std::size_t end = words.find('\0', begin + 1);
+    command += " " + quoted(words.substr(begin + 1, end - begin - 1));
+    begin = end;
+  }
+  return command;
+}
+
+/// Finds out all that the page says of a run.
+void examine(ReportedRun &run, bool with_pictures) {
+  find_keys(run.capture);
+  find_picture_size(run.capture);
+  run.statistics = measure_capture(run.capture);
+  run.findings = run.capture.findings;
+  check_frames(run.capture, run.findings);
+  check_times(run.capture, run.statistics, run.findings);
+  if (with_pictures) run.thumbnails = make_thumbnails(run.capture, kMostPictures);
+}
+
+/// How to read B: as CAPTURE, but with files of its own beside it.
+CaptureOptions options_of_b(const ReportOptions &options) {
+  CaptureOptions b = options.capture;
+  b.capture = options.b.capture;
+  b.meta = options.b.meta;
+  b.log = options.b.log;
+  return b;
+}
+
+int report(const ReportOptions &options) {
+  std::vector<ReportedRun> runs(options.b.capture.empty() ? 1 : 2);
+  runs[0].capture = open_capture(options.capture);
+  if (runs.size() > 1) runs[1].capture = open_capture(options_of_b(options));
+  std::vector<std::string> inputs;
+  for (const ReportedRun &run : runs)
+    inputs.insert(inputs.end(), run.capture.files.begin(), run.capture.files.end());
+  OutputFile file(options.output.path, options.output.force, inputs);
+  for (ReportedRun &run : runs)
+    examine(run, !options.no_pictures);
+  const std::string page = make_page(runs, command_line());
+  file.write({reinterpret_cast<const std::uint8_t *>(page.data()), page.size()});
+  publish({&file});
+  const std::size_t frames = runs[0].capture.frames.count;
+  if (options.json) {
+    print_written_json({{"file", options.output.path}, {"frames", frames}, {"bytes", page.size()}});
+  } else {
+    print_written_line(fmt::format("{}: {} frames, {} bytes", options.output.path, frames, page.size()));
+  }
+  return kExitGood;
+}
+
+}  // namespace
+
+Run add_report(CLI::App &app) {
+  auto options = std::make_shared<ReportOptions>();
+  add_output_options(app, options->output, "The page to make, such as report.html");
+  add_capture_options(app, options->capture);
+  app.add_option("B", options->b.capture, "Another capture, which is laid over the first");
+  app.add_option("--meta-b", options->b.meta, "The sidecar of B, if it is not B.meta")->type_name("FILE");
+  app.add_option("--log-b", options->b.log, "Join a run's console text to B")->type_name("FILE");
+  app.add_flag("--no-pictures", options->no_pictures, "Leave out the pictures of key frames");
+  add_json_option(app, options->json);
+  return [options] { return report(*options); };
+}
+
+}  // namespace frames
