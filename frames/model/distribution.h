@@ -55,7 +55,7 @@ class RankFinder {
       each([this, before](std::int64_t value) {
         const std::uint64_t at = place(value);
         for (Wanted &wanted : wanted_)
-          if (at >> before == wanted.prefix) ++wanted.counts[(at >> shift_) & (wanted.counts.size() - 1)];
+          if (at >> before == wanted.prefix) ++wanted.counts[lowest(at >> shift_, wanted.counts.size())];
       });
       for (Wanted &wanted : wanted_)
         descend(wanted, wanted.counts);
@@ -92,6 +92,11 @@ class RankFinder {
 
   std::uint64_t place(std::int64_t value) const {
     return static_cast<std::uint64_t>(value) - static_cast<std::uint64_t>(min_);
+  }
+
+  /// The place in a table of so many counts, a power of two.
+  static std::size_t lowest(std::uint64_t place, std::size_t counts) {
+    return static_cast<std::size_t>(place & (counts - 1));
   }
 
   static void descend(Wanted &wanted, const std::vector<std::size_t> &counts) {
