@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include "frames/commands/command.h"
 #include "frames/commands/help.h"
+#include "frames/commands/parser.h"
 #include "program.h"
 
 namespace {

@@ -1,11 +1,8 @@
-// The table of commands, and the options that several of them share.
+// The table of commands, and what help says around it.
 #include <array>
-#include <charconv>
-#include <system_error>
+#include <string_view>
 
 #include "frames/commands/command.h"
-#include "frames/commands/help.h"
-#include "zel-version.h"
 
 namespace frames {
 namespace {
@@ -33,19 +30,6 @@ constexpr std::array kCommands = {
             "Watch a run; stdbuf lets each line through at once", "stdbuf -oL zel-client ... | zel-frames watch"},
 };
 
-constexpr std::array kFormats = {formats::Codec::kH264, formats::Codec::kH265, formats::Codec::kJpeg,
-                                 formats::Codec::kAv1,  formats::Codec::kNv12, formats::Codec::kI420,
-                                 formats::Codec::kGray, formats::Codec::kRgb};
-
-/// Parses a whole number that begins `text` and drops it from there. False without one.
-template <typename Number>
-bool take_number(std::string_view &text, Number &number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc()) return false;
-  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-  return true;
-}
-
 constexpr std::string_view kCaptures = R"(CAPTURE is one of
   cap.h264              a raw stream; cap.h264.meta beside it brings the times
   'part%03d.h264'       a split one: the pattern given to --output, in quotes
@@ -62,57 +46,10 @@ constexpr std::string_view kStatuses = R"(Exit status:
 zel-frames COMMAND --help shows the options of a command.
 )";
 
-/// Names of codecs, as help and messages list them.
-std::string codec_names(std::string_view separator) {
-  std::string names;
-  for (const formats::Codec codec : kFormats)
-    names.append(names.empty() ? "" : separator).append(formats::codec_name(codec));
-  return names;
-}
-
 std::string example_line(const Command &command) {
   const std::string_view example = command.example;
   if (example.find("zel-frames") != std::string_view::npos) return std::string(example) + "\n";
   return std::string("zel-frames ") + command.name + " " + command.example + "\n";
-}
-
-std::string footer_of_all() {
-  std::string footer = std::string(kCaptures) + "\nExamples:\n";
-  for (const Command &command : kCommands)
-    footer.append("  ").append(command.job).append("\n    ").append(example_line(command));
-  return footer + "\n" + std::string(kStatuses);
-}
-
-void parse_size(std::string_view text, CaptureOptions &options) {
-  constexpr std::uint32_t kLargest = 65535;
-  const std::string whole(text);
-  const bool good = take_number(text, options.width) && text.starts_with('x') && (text.remove_prefix(1), true) &&
-                    take_number(text, options.height) && text.empty() && options.width > 0 && options.height > 0 &&
-                    options.width <= kLargest && options.height <= kLargest;
-  if (!good) throw CLI::ValidationError("--size", whole + " is no size such as 1920x1080");
-}
-
-Rate parse_rate(const std::string &option, std::string_view text) {
-  constexpr std::int64_t kMost = 1'000'000;
-  const std::string whole(text);
-  Rate rate;
-  bool good = take_number(text, rate.numerator);
-  if (good && text.starts_with('/')) {
-    text.remove_prefix(1);
-    good = take_number(text, rate.denominator);
-  } else if (good && text.starts_with('.')) {
-    text.remove_prefix(1);
-    for (; !text.empty() && text.front() >= '0' && text.front() <= '9' && rate.denominator < kMost;
-         text.remove_prefix(1)) {
-      rate.numerator = rate.numerator * 10 + (text.front() - '0');
-      rate.denominator *= 10;
-    }
-  }
-  if (!good || !text.empty() || rate.numerator <= 0 || rate.denominator <= 0 || rate.denominator > kMost ||
-      rate.numerator > kMost * rate.denominator) {
-    throw CLI::ValidationError(option, whole + " is no rate such as 25, 29.97 or 30000/1001");
-  }
-  return rate;
 }
 
 }  // namespace
@@ -121,65 +58,15 @@ std::span<const Command> commands() {
   return kCommands;
 }
 
-std::unique_ptr<CLI::App> make_app(Run &run) {
-  auto app = std::make_unique<CLI::App>("Lists, measures, checks, repairs, cuts and converts what zel-client captured.",
-                                        "zel-frames");
-  app->formatter(std::make_shared<HelpFormatter>());
-  app->set_help_flag("-h,--help", "Print this help");
-  app->set_version_flag("--version", "zel-frames " ZEL_VERSION, "Print the version");
-  app->footer(footer_of_all());
-  app->require_subcommand(1);
-  for (const Command &command : kCommands) {
-    CLI::App *parser = app->add_subcommand(command.name, command.purpose);
-    parser->footer(std::string(command.job) + ":\n  " + example_line(command));
-    parser->callback([&run, chosen = command.add(*parser)] { run = chosen; });
-  }
-  return app;
+std::string help_footer() {
+  std::string footer = std::string(kCaptures) + "\nExamples:\n";
+  for (const Command &command : kCommands)
+    footer.append("  ").append(command.job).append("\n    ").append(example_line(command));
+  return footer + "\n" + std::string(kStatuses);
 }
 
-void add_capture_options(CLI::App &app, CaptureOptions &options) {
-  constexpr const char *kGroup = "How to read CAPTURE";
-  app.add_option("CAPTURE", options.capture, "What to read; zel-frames --help lists what it may be")->required();
-  app.add_option("--meta", options.meta, "The sidecar, if it is not CAPTURE.meta")->type_name("FILE")->group(kGroup);
-  app.add_option("--log", options.log, "Join a run's console text, frame by frame")->type_name("FILE")->group(kGroup);
-  app.add_option_function<std::string>(
-         "--format",
-         [&options](const std::string &name) {
-           options.format = formats::codec_named(name);
-           if (!options.format) throw CLI::ValidationError("--format", name + " is none of " + codec_names(", "));
-         },
-         "What the raw stream is, if its bytes do not say it")
-      ->type_name(codec_names("|"))
-      ->group(kGroup);
-  app.add_option_function<std::string>(
-         "--size", [&options](const std::string &text) { parse_size(text, options); }, "Size of uncompressed pictures")
-      ->type_name("WxH")
-      ->group(kGroup);
-  add_rate_option(app, "--fps", options.fps, "Frames a second of a raw stream without times")->group(kGroup);
-}
-
-CLI::Option *add_rate_option(CLI::App &app, const std::string &name, std::optional<Rate> &rate,
-                             const std::string &what) {
-  const auto parse = [name, &rate](const std::string &text) { rate = parse_rate(name, text); };
-  return app.add_option_function<std::string>(name, parse, what)->type_name("F");
-}
-
-void add_position_option(CLI::App &app, const std::string &name, std::optional<Position> &position,
-                         const std::string &what) {
-  const auto parse = [name, &position](const std::string &text) {
-    position = parse_position(text);
-    if (!position) throw CLI::ValidationError(name, text + " is neither a frame's number nor a time such as 12.5s");
-  };
-  app.add_option_function<std::string>(name, parse, what)->type_name("F");
-}
-
-void add_json_option(CLI::App &app, bool &json) {
-  app.add_flag("--json", json, "Print JSON");
-}
-
-void add_output_options(CLI::App &app, OutputOptions &options, const std::string &what) {
-  app.add_option("-o,--output", options.path, what)->type_name("FILE")->required();
-  app.add_flag("--force", options.force, "Write over an existing file");
+std::string help_footer(const Command &command) {
+  return std::string(command.job) + ":\n  " + example_line(command);
 }
 
 }  // namespace frames

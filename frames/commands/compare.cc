@@ -1,6 +1,4 @@
 // zel-frames compare: two runs side by side, and whether they differ by more than chance.
-#include <charconv>
-
 #include "frames/commands/command.h"
 #include "frames/model/comparison.h"
 #include "frames/print/comparison_report.h"
@@ -46,34 +44,18 @@ int compare(const CompareOptions &options) {
   return fails ? kExitFailed : kExitGood;
 }
 
-/// "5%" or "5".
-double parse_percent(std::string_view text) {
-  const std::string whole(text);
-  if (text.ends_with('%')) text.remove_suffix(1);
-  double percent = -1;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), percent);
-  if (error != std::errc() || end != text.data() + text.size() || !(percent >= 0 && percent < 1e6)) {
-    throw CLI::ValidationError("--max-worse", whole + " is no percentage such as 5%");
-  }
-  return percent;
-}
-
 }  // namespace
 
-Run add_compare(CLI::App &app) {
-  auto options = std::make_shared<CompareOptions>();
-  add_capture_options(app, options->capture);
-  app.add_option("B", options->b, "The other run, which is held against CAPTURE")->required();
-  app.add_option("--with-a", options->with_a, "Another run of CAPTURE's side; repeatable")
-      ->type_name("FILE")
-      ->expected(1);
-  app.add_option("--with-b", options->with_b, "Another run of B's side; repeatable")->type_name("FILE")->expected(1);
-  app.add_option_function<std::string>(
-         "--max-worse", [options](const std::string &text) { options->max_worse = parse_percent(text); },
-         "Exit with 1 if a distance or latency of B is larger by more than that, and not by chance")
-      ->type_name("P%");
-  add_json_option(app, options->json);
-  return [options] { return compare(*options); };
+Run add_compare(Options &options) {
+  auto given = std::make_shared<CompareOptions>();
+  add_capture_options(options, given->capture);
+  options.operand("B", given->b, "The other run, which is held against CAPTURE").required();
+  options.files("--with-a", given->with_a, "Another run of CAPTURE's side; repeatable");
+  options.files("--with-b", given->with_b, "Another run of B's side; repeatable");
+  add_percent_option(options, "--max-worse", given->max_worse,
+                     "Exit with 1 if a distance or latency of B is larger by more than that, and not by chance");
+  add_json_option(options, given->json);
+  return [given] { return compare(*given); };
 }
 
 }  // namespace frames

@@ -73,18 +73,17 @@ int cut(const CutOptions &options) {
 
 }  // namespace
 
-Run add_cut(CLI::App &app) {
-  auto options = std::make_shared<CutOptions>();
-  add_position_option(app, "--from", options->from,
-                      "First frame: a number, or a time after the first (12.5s, 200ms, 5us)");
-  add_position_option(app, "--to", options->to, "Last frame, likewise");
-  for (const char *name : {"--from", "--to"})
-    app.get_option(name)->required();
-  app.add_flag("--exact", options->exact, "Refuse to begin before --from, which must then be a key frame");
-  add_output_options(app, options->output, "The file to make: .mkv, .mp4, or a raw stream with its sidecar");
-  add_capture_options(app, options->capture);
-  add_json_option(app, options->json);
-  return [options] { return cut(*options); };
+Run add_cut(Options &options) {
+  auto given = std::make_shared<CutOptions>();
+  add_position_option(options, "--from", given->from,
+                      "First frame: a number, or a time after the first (12.5s, 200ms, 5us)")
+      .required();
+  add_position_option(options, "--to", given->to, "Last frame, likewise").required();
+  options.flag("--exact", given->exact, "Refuse to begin before --from, which must then be a key frame");
+  add_output_options(options, given->output, "The file to make: .mkv, .mp4, or a raw stream with its sidecar");
+  add_capture_options(options, given->capture);
+  add_json_option(options, given->json);
+  return [given] { return cut(*given); };
 }
 
 }  // namespace frames

@@ -74,15 +74,15 @@ int store_frame(const FrameOptions &options) {
 
 }  // namespace
 
-Run add_frame(CLI::App &app) {
-  auto options = std::make_shared<FrameOptions>();
-  app.add_option("N", options->frame, "The frame's number, from 0")->required();
-  add_output_options(app, options->output,
+Run add_frame(Options &options) {
+  auto given = std::make_shared<FrameOptions>();
+  options.operand("N", given->frame, "The frame's number, from 0").required();
+  add_output_options(options, given->output,
                      "The file to make: .png, .jpg of a JPEG stream, or the codec's bytes under any other name; - for "
                      "PNG on standard output");
-  add_capture_options(app, options->capture);
-  add_json_option(app, options->json);
-  return [options] { return store_frame(*options); };
+  add_capture_options(options, given->capture);
+  add_json_option(options, given->json);
+  return [given] { return store_frame(*given); };
 }
 
 }  // namespace frames

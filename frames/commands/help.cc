@@ -60,9 +60,10 @@ void append_operands(std::string &help, const CLI::App &app) {
 void append_options(std::string &help, const CLI::App &app) {
   for (const std::string &group : app.get_groups()) {
     help.append("\n").append(group).append(":\n");
-    for (const CLI::Option *option : app.get_options())
-      if (option->get_group() == group && !option->get_positional())
-        append_item(help, option_synopsis(*option), option->get_description());
+    for (const CLI::Option *option : app.get_options()) {
+      if (option->get_group() != group || option->get_positional()) continue;
+      append_item(help, option_synopsis(*option), option->get_description());
+    }
   }
 }
 

@@ -49,19 +49,19 @@ int list(const ListOptions &options) {
 
 }  // namespace
 
-Run add_list(CLI::App &app) {
-  auto options = std::make_shared<ListOptions>();
-  add_capture_options(app, options->capture);
-  add_json_option(app, options->json);
-  app.add_flag("--csv", options->csv, "Print comma-separated values")->excludes("--json");
-  app.add_flag("--keys", options->keys, "Key frames only");
-  add_position_option(app, "--from", options->from,
+Run add_list(Options &options) {
+  auto given = std::make_shared<ListOptions>();
+  add_capture_options(options, given->capture);
+  add_json_option(options, given->json);
+  options.flag("--csv", given->csv, "Print comma-separated values").excludes("--json");
+  options.flag("--keys", given->keys, "Key frames only");
+  add_position_option(options, "--from", given->from,
                       "First frame: a number, or a time after the first (12.5s, 200ms, 5us)");
-  add_position_option(app, "--to", options->to, "Last frame, likewise");
-  app.add_flag("--timestamps", options->timestamps, "Print \"timestamp format v2\" instead, for mkvmerge --timestamps")
-      ->excludes("--json")
-      ->excludes("--csv");
-  return [options] { return list(*options); };
+  add_position_option(options, "--to", given->to, "Last frame, likewise");
+  options.flag("--timestamps", given->timestamps, "Print \"timestamp format v2\" instead, for mkvmerge --timestamps")
+      .excludes("--json")
+      .excludes("--csv");
+  return [given] { return list(*given); };
 }
 
 }  // namespace frames

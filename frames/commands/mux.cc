@@ -36,13 +36,13 @@ int mux(const MuxOptions &options) {
 
 }  // namespace
 
-Run add_mux(CLI::App &app) {
-  auto options = std::make_shared<MuxOptions>();
-  options->capture.figures_only = true;
-  add_output_options(app, options->output, "The file to make: .mkv or .mp4");
-  add_capture_options(app, options->capture);
-  add_json_option(app, options->json);
-  return [options] { return mux(*options); };
+Run add_mux(Options &options) {
+  auto given = std::make_shared<MuxOptions>();
+  given->capture.figures_only = true;
+  add_output_options(options, given->output, "The file to make: .mkv or .mp4");
+  add_capture_options(options, given->capture);
+  add_json_option(options, given->json);
+  return [given] { return mux(*given); };
 }
 
 }  // namespace frames

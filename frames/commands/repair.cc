@@ -118,13 +118,13 @@ int repair(const RepairOptions &options) {
 
 }  // namespace
 
-Run add_repair(CLI::App &app) {
-  auto options = std::make_shared<RepairOptions>();
-  add_output_options(app, options->output,
+Run add_repair(Options &options) {
+  auto given = std::make_shared<RepairOptions>();
+  add_output_options(options, given->output,
                      "The file to make: a raw stream with its sidecar, or .mkv of a Matroska file");
-  add_capture_options(app, options->capture);
-  add_json_option(app, options->json);
-  return [options] { return repair(*options); };
+  add_capture_options(options, given->capture);
+  add_json_option(options, given->json);
+  return [given] { return repair(*given); };
 }
 
 }  // namespace frames

@@ -96,16 +96,16 @@ int report(const ReportOptions &options) {
 
 }  // namespace
 
-Run add_report(CLI::App &app) {
-  auto options = std::make_shared<ReportOptions>();
-  add_output_options(app, options->output, "The page to make, such as report.html");
-  add_capture_options(app, options->capture);
-  app.add_option("B", options->b.capture, "Another capture, which is laid over the first");
-  app.add_option("--meta-b", options->b.meta, "The sidecar of B, if it is not B.meta")->type_name("FILE");
-  app.add_option("--log-b", options->b.log, "Join a run's console text to B")->type_name("FILE");
-  app.add_flag("--no-pictures", options->no_pictures, "Leave out the pictures of key frames");
-  add_json_option(app, options->json);
-  return [options] { return report(*options); };
+Run add_report(Options &options) {
+  auto given = std::make_shared<ReportOptions>();
+  add_output_options(options, given->output, "The page to make, such as report.html");
+  add_capture_options(options, given->capture);
+  options.operand("B", given->b.capture, "Another capture, which is laid over the first");
+  options.file("--meta-b", given->b.meta, "The sidecar of B, if it is not B.meta");
+  options.file("--log-b", given->b.log, "Join a run's console text to B");
+  options.flag("--no-pictures", given->no_pictures, "Leave out the pictures of key frames");
+  add_json_option(options, given->json);
+  return [given] { return report(*given); };
 }
 
 }  // namespace frames

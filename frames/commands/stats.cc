@@ -25,12 +25,12 @@ int stats(const StatsOptions &options) {
 
 }  // namespace
 
-Run add_stats(CLI::App &app) {
-  auto options = std::make_shared<StatsOptions>();
-  options->capture.figures_only = true;
-  add_capture_options(app, options->capture);
-  add_json_option(app, options->json);
-  return [options] { return stats(*options); };
+Run add_stats(Options &options) {
+  auto given = std::make_shared<StatsOptions>();
+  given->capture.figures_only = true;
+  add_capture_options(options, given->capture);
+  add_json_option(options, given->json);
+  return [given] { return stats(*given); };
 }
 
 }  // namespace frames

@@ -118,12 +118,12 @@ int watch(const WatchOptions &options) {
 
 }  // namespace
 
-Run add_watch(CLI::App &app) {
-  auto options = std::make_shared<WatchOptions>();
-  add_json_option(app, options->json);
-  app.add_option("--save", options->save, "Keep the text as it comes")->type_name("FILE");
-  app.add_flag("--force", options->force, "Write over an existing file");
-  return [options] { return watch(*options); };
+Run add_watch(Options &options) {
+  auto given = std::make_shared<WatchOptions>();
+  add_json_option(options, given->json);
+  options.file("--save", given->save, "Keep the text as it comes");
+  options.flag("--force", given->force, "Write over an existing file");
+  return [given] { return watch(*given); };
 }
 
 }  // namespace frames
