@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <iterator>
 #include <string>
 
@@ -20,6 +21,12 @@ std::string percent_text(const ComparedFigure &figure) {
   return figure.percent ? fmt::format("{:+.2f} %", *figure.percent) : "-";
 }
 
+std::string chance_of(const ComparedFigure &figure) {
+  if (figure.by_chance) return "~";
+  constexpr double kLeastPrinted = 0.001;
+  return *figure.p < kLeastPrinted ? fmt::format("p<{}", kLeastPrinted) : fmt::format("p={:.3f}", *figure.p);
+}
+
 void put_figure(std::string &text, const ComparedFigure &figure, std::optional<double> max_worse) {
   const ComparedTexts texts = compared_texts(figure);
   const bool worse = max_worse && is_worse(figure, *max_worse);
@@ -34,7 +41,7 @@ ComparedTexts compared_texts(const ComparedFigure &figure) {
           .b = number_text(figure, figure.b),
           .difference = (figure.b > figure.a ? "+" : "") + number_text(figure, figure.b - figure.a),
           .percent = percent_text(figure),
-          .chance = figure.by_chance ? "~" : fmt::format("p={:.3f}", *figure.p)};
+          .chance = chance_of(figure)};
 }
 
 const char *quantity_title(Quantity quantity) {
@@ -52,8 +59,12 @@ const char *quantity_title(Quantity quantity) {
 }
 
 std::string chance_text(const Comparison &comparison) {
-  return fmt::format("~ may be chance: p > {} in a rank test on {} and {} {}", kChance, comparison.blocks_a,
-                     comparison.blocks_b, comparison.block == BlockKind::kSecond ? "seconds" : "GOPs");
+  const std::string blocks = fmt::format("{} and {} {}", comparison.blocks_a, comparison.blocks_b,
+                                         comparison.block == BlockKind::kSecond ? "seconds" : "GOPs");
+  if (std::min(comparison.blocks_a, comparison.blocks_b) < kLeastBlocks) {
+    return fmt::format("~ may be chance: {} are too few for a test, which takes {} each", blocks, kLeastBlocks);
+  }
+  return fmt::format("~ may be chance: p > {} in a rank test on {}", kChance, blocks);
 }
 
 void print_comparison_text(const Comparison &comparison, std::optional<double> max_worse) {

@@ -4,9 +4,9 @@
 
 #include <random>
 
+#include "frames_folder.h"
 #include "harness/build_under_test.h"
 #include "harness/client_run.h"
-#include "harness/frames_run.h"
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -20,28 +20,7 @@ constexpr char kText[] =
     "zel-client: frame =    1, type = p       , Δpts =   40000, latency =    2234 µs, size = 20\n"
     "zel-client: frame =    4, type = p       , Δpts =  120000, latency =    3234 µs, size = 30\n";
 
-class FramesCommands : public testing::Test {
- protected:
-  RunResult run(const std::vector<std::string> &arguments) const { return run_frames(arguments, folder.path()); }
-  void write(const std::string &name, const std::string &bytes) const { write_file(folder.path() / name, bytes); }
-  std::string output(const std::vector<std::string> &arguments) const {
-    const RunResult result = run(arguments);
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "");
-    return result.out;
-  }
-  /// What a command that cannot be done says, without the program's name.
-  std::string refusal(const std::vector<std::string> &arguments) const {
-    const RunResult result = run(arguments);
-    EXPECT_EQ(result.status, 2) << arguments.back();
-    EXPECT_EQ(result.out, "") << arguments.back();
-    EXPECT_THAT(result.err, StartsWith("zel-frames: "));
-    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
-    return result.err.substr(0, result.err.size() - 1).substr(std::string("zel-frames: ").size());
-  }
-
-  TempFolder folder;
-};
+class FramesCommands : public FramesFolder {};
 
 }  // namespace
 
