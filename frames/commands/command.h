@@ -46,8 +46,8 @@ std::span<const Command> commands();
 std::string help_footer();
 std::string help_footer(const Command &command);
 
-/// Parses the command line; returns what runs the command that it names, or what prints the help or version that it asks
-/// for. Throws Unusable.
+/// Parses the command line; returns what runs the command that it names. Help and version are printed at once, and what
+/// is returned then exits. Throws Unusable.
 Run parse_command_line(int argc, char **argv);
 
 }  // namespace frames

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "frames/commands/command.h"
-#include "frames/common/position.h"
 #include "frames/common/unusable.h"
+#include "frames/model/position.h"
 #include "frames/print/frame_rows.h"
 
 namespace frames {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "frames/common/position.h"
+#include "frames/model/position.h"
 #include "frames/sources/source.h"
 
 namespace CLI {

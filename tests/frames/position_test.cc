@@ -1,5 +1,5 @@
 // Places in a capture.
-#include "frames/common/position.h"
+#include "frames/model/position.h"
 
 #include <gtest/gtest.h>
 

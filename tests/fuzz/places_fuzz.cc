@@ -1,7 +1,7 @@
 // Any texts as places in a capture and as patterns of file names.
 #include <limits>
 
-#include "frames/common/position.h"
+#include "frames/model/position.h"
 #include "reader_input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {

@@ -1,5 +1,5 @@
 // Reading places in a capture.
-#include "frames/common/position.h"
+#include "frames/model/position.h"
 
 #include <array>
 #include <charconv>

@@ -1,6 +1,6 @@
 // A place in a capture as users type it: a frame's number, or a time behind the first frame.
-#ifndef ZEL_FRAMES_COMMON_POSITION_H
-#define ZEL_FRAMES_COMMON_POSITION_H
+#ifndef ZEL_FRAMES_MODEL_POSITION_H
+#define ZEL_FRAMES_MODEL_POSITION_H
 
 #include <cstddef>
 #include <cstdint>
