@@ -45,7 +45,7 @@ Option Options::file(const std::string &name, std::string &path, const std::stri
 }
 
 Option Options::files(const std::string &name, std::vector<std::string> &paths, const std::string &help) {
-  return Option(app_.add_option(name, paths, help)->type_name("FILE")->expected(1));
+  return Option(app_.add_option(name, paths, help)->type_name("FILE")->allow_extra_args(false));
 }
 
 Option Options::value(const std::string &name, const std::string &type, const Parse &parse, const std::string &help) {

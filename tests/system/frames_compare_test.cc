@@ -128,7 +128,7 @@ TEST_F(FramesCompare, Refusals) {
   write("a.txt", run_text(1, 20000));
   for (const char *value : {"x", "5%%", "-1", "", "nan", "inf", "1e9", "5 %"}) {
     EXPECT_EQ(refusal({"compare", "a.txt", "a.txt", "--max-worse", value}),
-              "--max-worse: " + std::string(value) + " is no percentage such as 5%");
+              "--max-worse: " + std::string(value) + " is no percentage such as 1% or 0.5%");
   }
   EXPECT_THAT(refusal({"compare", "a.txt"}), HasSubstr("B"));
   EXPECT_EQ(refusal({"compare", "a.txt", "none"}), "none: No such file or directory");
@@ -154,9 +154,9 @@ TEST_F(FramesCompare, SeveralRunsOfASide) {
   write("a.txt", run_text(7, 20000));
   write("b.txt", run_text(6, 22000));
   write("other.txt", run_text(5, 22000));
-  const std::string text =
-      output({"compare", "a.txt", "b.txt", "--with-a", "a.txt", "--with-b", "other.txt", "--max-worse=50"});
-  EXPECT_THAT(text, HasSubstr("in a rank test on 14 and 11 seconds\n"));
+  const std::string text = output(
+      {"compare", "a.txt", "b.txt", "--with-a", "a.txt", "--with-b", "other.txt", "--with-b=b.txt", "--max-worse=50"});
+  EXPECT_THAT(text, HasSubstr("in a rank test on 14 and 17 seconds\n"));
   EXPECT_EQ(chances(text, "latency, us"), std::vector<std::string>(5, "p<0.001"));
   EXPECT_EQ(chances(text, "distance, us"), std::vector<std::string>(5, "~"));
   EXPECT_THAT(text, HasSubstr("  max             22406          24405          +1999 "));
