@@ -1,4 +1,4 @@
-// Names of files that must not outlive the process.
+// Names of files that are deleted when the process ends.
 #ifndef ZEL_FRAMES_COMMON_TEMPORARY_NAMES_H
 #define ZEL_FRAMES_COMMON_TEMPORARY_NAMES_H
 

@@ -33,7 +33,7 @@ bool PipeReader::take(std::vector<Piece> &pieces, Clock::time_point deadline) {
 }
 
 void PipeReader::run() {
-  std::array<char, 64 * 1024> bytes;
+  std::array<char, std::size_t{64} * 1024> bytes;
   while (true) {
     std::array<pollfd, 2> waited = {pollfd{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0},
                                     pollfd{.fd = stop_, .events = POLLIN, .revents = 0}};

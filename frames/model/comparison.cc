@@ -2,6 +2,7 @@
 #include "frames/model/comparison.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -144,7 +145,7 @@ struct Side {
   std::optional<Distribution> bitrates() const {
     return measure([this](auto &&visit) {
       for (const Block &block : blocks)
-        if (const auto rate = bitrate_of(block)) visit(static_cast<std::int64_t>(*rate + 0.5));
+        if (const auto rate = bitrate_of(block)) visit(std::int64_t{std::llround(*rate)});
     });
   }
 

@@ -114,6 +114,7 @@ void keep_in_column(std::string &text, std::size_t from) {
 std::vector<std::size_t> widths_of(const Capture &capture, const RowRange &range,
                                    const std::vector<RowColumn> &columns) {
   std::vector<std::size_t> widths;
+  widths.reserve(columns.size());
   for (const RowColumn &column : columns)
     widths.push_back(column.name.size());
   std::string text;

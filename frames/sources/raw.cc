@@ -39,8 +39,8 @@ struct Pattern {
 std::size_t conversion_length(std::string_view text) {
   constexpr std::size_t kLongest = 12;  // keeps the formatted number short
   const std::size_t end = text.find_first_not_of("-+ 0123456789", 1);
-  if (end == std::string_view::npos || end > kLongest) return 0;
-  return text[end] == 'd' || text[end] == 'i' || text[end] == 'u' ? end + 1 : 0;
+  if (end > kLongest) return 0;  // npos is too
+  return std::string_view("diu").find(text[end]) == std::string_view::npos ? 0 : end + 1;
 }
 
 std::optional<Pattern> parse_pattern(std::string_view name) {
@@ -93,6 +93,7 @@ std::vector<std::string> find_parts(const Pattern &pattern, const std::string &n
   }
   std::sort(numbered.begin(), numbered.end());
   std::vector<std::string> paths;
+  paths.reserve(numbered.size());
   for (auto &[number, path] : numbered)
     paths.push_back(std::move(path));
   return paths;

@@ -183,7 +183,7 @@ TEST_F(StreamTest, UnrefClearsThePointer) {
 }
 
 // A client that keeps a buffer past the end of its stream must still be able to read and release it.
-TEST_F(StreamTest, ABufferOutlivesItsStream) {
+TEST_F(StreamTest, ABufferStaysValidAfterItsStream) {
   create({}, 1);
   start();
   const BufferRef buffer(zel_stream_get_buffer(stream_.get(), nullptr));

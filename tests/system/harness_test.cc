@@ -1,4 +1,4 @@
-// The harness itself: a test tool that lies makes every other test worthless.
+// The harness itself: a wrong answer of it makes every other test worthless.
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <csignal>
+#include <filesystem>
 
 #include "console_text.h"
 #include "harness/client_run.h"
@@ -366,4 +367,22 @@ TEST_F(Keyboard, SetUpFails) {
     EXPECT_EQ(failing.truth().count("zel_stream_new"), 0U);
     EXPECT_EQ(terminal.nonblocking(), call == "tcsetattr");  // the order of the steps
   }
+}
+
+// Catches a camera that ends the client with a signal when its video file is gone at the end of a pass, and the stream
+// starts again.
+TEST_F(Keyboard, RestartsWithoutTheVideoFile) {
+  ClientRun recorded;
+  ASSERT_EQ(recorded.run({"-q", "--frames=5", "-o", "five.h264", "320", "240"}).status, 0);
+  const std::filesystem::path file = recorded.file("five.h264");
+  run.camera() = CameraScript();
+  run.camera().set("file", file).set("pacing", "unpaced");
+  start({"--interactive=1", "320", "240"});
+  ASSERT_TRUE(press("\n", "zel-client: frame"));
+  std::filesystem::remove(file);
+  for (int i = 0; i < 20; ++i)
+    terminal.press("\n31");  // the client ends at the first frame that cannot be made
+  const RunResult result = run.wait();
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "zel-client: " + file.string() + ": No such file or directory\n");
 }

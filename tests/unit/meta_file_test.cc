@@ -207,7 +207,7 @@ TEST_F(MetaFile, FailingCloseIsIgnored) {
 
 // Catches counting a record that did not reach the file: the count is that of the records that did.
 TEST_F(MetaFile, FailedRecordsAreNotCounted) {
-  // The sidecar is a pipe whose reader goes away and comes back.
+  // The sidecar is a pipe whose reader closes it and opens it again.
   ASSERT_EQ(mkfifo((output() + ".meta").c_str(), 0600), 0);
   const int reader = ::open((output() + ".meta").c_str(), O_RDONLY | O_NONBLOCK);
   ASSERT_GE(reader, 0);

@@ -187,7 +187,7 @@ TEST(StreamOptions, RegisterInOneContext) {
     position = found != std::string::npos ? found : position;
   }
   EXPECT_NE(text.find("zel_format(h264, h265, jpeg, nv12, av1)"), std::string::npos);
-  // The context stays, as it does in the program: the generated descriptions belong to nobody else.
+  // The context stays, as it does in the program: nothing else frees the generated descriptions.
 }
 
 // Catches an option that has no group of its own, which its help switch names.

@@ -11,7 +11,7 @@
 /// A fault in a call of the interface. Fields without a value are left to the camera's default.
 struct Fault {
   std::string call;                              ///< name of the call, such as "zel_stream_start"
-  std::optional<std::uint32_t> nth = {};         ///< strikes from this call on, 1-based; default the first
+  std::optional<std::uint32_t> nth = {};         ///< the first call that it concerns, 1-based; default the first
   std::optional<std::uint32_t> times = {};       ///< that many calls in a row; 0: from then on; default 1
   std::optional<double> probability = {};        ///< instead of `nth`
   std::optional<bool> fail = {};                 ///< default true: the call does nothing and fails

@@ -1,4 +1,4 @@
-// Starts, feeds, guards and reaps the children of the system tests.
+// Starts, writes to, times out and waits for the children of the system tests.
 #include "harness/process.h"
 
 #include <fcntl.h>

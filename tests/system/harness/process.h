@@ -28,7 +28,7 @@ struct ProcessSetup {
   std::filesystem::path folder;                                   ///< working directory
   std::filesystem::path stdin_path = "/dev/null";                 ///< opened for reading as standard input
   int stdin_fd = -1;                  ///< when not negative: standard input instead of `stdin_path`
-  bool stdin_pipe = false;            ///< standard input is a pipe that write_stdin() feeds
+  bool stdin_pipe = false;            ///< standard input is a pipe that write_stdin() writes to
   std::filesystem::path stdout_path;  ///< standard output goes there; it must exist for "/dev/..."
   std::filesystem::path stderr_path;  ///< likewise; the files may be read while the child runs
   bool new_session = false;           ///< leads a session of its own whose terminal is `stdin_fd`
@@ -55,7 +55,7 @@ class Process {
   /// Looks at `holds` again and again while the child runs. False when the child ended, or the guard struck, first.
   bool wait_until(const std::function<bool()> &holds);
 
-  /// Waits for the end; kills the child and fails the test when the guard strikes.
+  /// Waits for the end; kills the child and fails the test when its time is over.
   RunResult wait();
 
  private:

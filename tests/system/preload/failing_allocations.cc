@@ -45,7 +45,7 @@ bool is_of_the_client() {
   return false;
 }
 
-bool strikes(bool counts) {
+bool fails(bool counts) {
   if (!counts) return false;
   const char *nth = std::getenv("ZEL_TEST_FAILING_ALLOCATION");
   if (nth == nullptr || ++allocations != std::strtol(nth, nullptr, 10)) return false;
@@ -53,10 +53,10 @@ bool strikes(bool counts) {
   return true;
 }
 
-bool strikes_ffmpeg(const void *caller) {
+bool fails_ffmpeg(const void *caller) {
   if (busy || opening) return false;
   busy = true;
-  const bool result = strikes(is_of_ffmpeg(caller));
+  const bool result = fails(is_of_ffmpeg(caller));
   busy = false;
   return result;
 }
@@ -70,12 +70,12 @@ Function *real(Function *, const char *name) {
 
 extern "C" int posix_memalign(void **memory, size_t alignment, size_t size) noexcept {
   static auto *const next = real(&posix_memalign, "posix_memalign");
-  return strikes_ffmpeg(__builtin_return_address(0)) ? ENOMEM : next(memory, alignment, size);
+  return fails_ffmpeg(__builtin_return_address(0)) ? ENOMEM : next(memory, alignment, size);
 }
 
 extern "C" void *realloc(void *memory, size_t size) noexcept {
   static auto *const next = real(&realloc, "realloc");
-  if (!strikes_ffmpeg(__builtin_return_address(0))) return next(memory, size);
+  if (!fails_ffmpeg(__builtin_return_address(0))) return next(memory, size);
   errno = ENOMEM;
   return nullptr;
 }
@@ -95,7 +95,7 @@ void *operator new(std::size_t size) {
   static auto *const next = reinterpret_cast<New *>(dlsym(RTLD_NEXT, sizeof(std::size_t) == 8 ? "_Znwm" : "_Znwj"));
   if (busy) return next(size);
   busy = true;
-  const bool failed = strikes(is_of_the_client());
+  const bool failed = fails(is_of_the_client());
   busy = false;
   if (failed) throw std::bad_alloc();
   return next(size);
