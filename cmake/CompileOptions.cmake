@@ -27,4 +27,7 @@ endif()
 if(ZEL_SANITIZE)
   add_compile_options(-fsanitize=${ZEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ZEL_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    add_compile_options(-Wno-maybe-uninitialized)  # it takes the address sanitizer's code in <regex> for such uses
+  endif()
 endif()
