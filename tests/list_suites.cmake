@@ -1,13 +1,16 @@
 # Read by CTest, see suites.cmake.
-function(zel_list_suites program prefix filter emulator)
+function(zel_list_suites program prefix emulator)
   if(NOT EXISTS "${program}")
     get_filename_component(name "${program}" NAME)
     add_test("${prefix}${name}-is-not-built" "${program}")
     return()
   endif()
-  execute_process(COMMAND ${emulator} "${program}" --gtest_list_tests "--gtest_filter=${filter}"
+  execute_process(COMMAND ${emulator} "${program}" --gtest_list_tests
     OUTPUT_VARIABLE listed COMMAND_ERROR_IS_FATAL ANY)
   string(REGEX MATCHALL "(^|\n)[^ \n]+\\." suites "${listed}")
+  if(suites STREQUAL "")
+    add_test("${prefix}no-suites-in-${program}" "${CMAKE_COMMAND}" -E false)
+  endif()
   foreach(suite IN LISTS suites)
     string(REGEX REPLACE "^\n|\\.$" "" suite "${suite}")
     add_test("${prefix}${suite}" ${emulator} "${program}" --gtest_brief=1 "--gtest_filter=${suite}.*")

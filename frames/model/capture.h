@@ -78,7 +78,7 @@ struct Capture {
   std::size_t frames_without_cue = 0;  ///< of a Matroska file with cues: their times are whole milliseconds
   std::uint64_t tail_bytes = 0;        ///< of a Matroska file that was cut off: behind the last whole frame and cue
   bool tail_has_frame = false;         ///< what was cut off is a frame, not a cue
-  /// Opens the frames' bytes; empty when there are none. The capture must stay where it is as long as the reader is used.
+  /// Opens the frames' bytes; empty when there are none. The reader refers to the capture, which must not move.
   std::function<std::unique_ptr<FrameReader>(const Capture &)> open_bytes;
 
   bool has_bytes() const { return static_cast<bool>(open_bytes); }
