@@ -14,6 +14,8 @@ BuildUnderTest read_description() {
   return {.client = description.at("client").get<std::string>(),
           .frames = description.value("frames", ""),
           .camera = description.at("camera").get<std::string>(),
+          .compliance = description.at("compliance").get<std::string>(),
+          .spoiled = description.at("spoiled").get<std::string>(),
           .preloads = description.at("preloads").get<std::string>(),
           .emulator = description.at("emulator").get<std::vector<std::string>>()};
 }

@@ -11,6 +11,8 @@ struct BuildUnderTest {
   std::filesystem::path client;
   std::filesystem::path frames;       ///< zel-frames; empty where it is not built
   std::filesystem::path camera;       ///< the software camera's library
+  std::filesystem::path compliance;   ///< zel-compliance
+  std::filesystem::path spoiled;      ///< the folder of the libraries of tests/compliance/spoiled
   std::filesystem::path preloads;     ///< the folder of the libraries of tests/system/preload
   std::vector<std::string> emulator;  ///< words before the client's; none for a native build
 };

@@ -1,0 +1,56 @@
+// What a check is, and all of them.
+#ifndef ZEL_COMPLIANCE_CHECK_H
+#define ZEL_COMPLIANCE_CHECK_H
+
+#include <cstdint>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace compliance {
+
+/// One check, described where it is written: the list, the report, the manual page and the tests read it from here.
+struct Check {
+  std::string name;           ///< group, point, name; "/" and the codec when there is one check a codec
+  std::string expects;        ///< what a library that passes does, as a sentence without its full stop
+  std::string relies;         ///< what of zel-client rests on it, likewise
+  std::function<void()> run;  ///< uses GoogleTest's assertions; may throw Finding or Skip
+  bool dangerous = false;     ///< may leave the camera's service in a bad state: only with --all
+
+  std::string group() const { return name.substr(0, name.find('.')); }
+};
+
+/// Ends a check: what was seen and what was expected.
+class Finding : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Ends a check that this library cannot take: why.
+class Skip : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The checks of each group.
+std::vector<Check> library_checks();
+std::vector<Check> enumeration_checks();
+std::vector<Check> map_checks();
+std::vector<Check> error_checks();
+std::vector<Check> stream_checks();
+std::vector<Check> stream_control_checks();
+std::vector<Check> buffer_checks();
+std::vector<Check> frame_checks();
+std::vector<Check> coded_frame_checks();
+std::vector<Check> time_checks();
+
+/// All checks, in the order in which they run. The first one is whether there is a library at all.
+std::vector<Check> all_checks();
+
+/// Adds a line to the report of the check that runs in this process: a figure, or what was seen.
+void note(const std::string &text);
+
+}  // namespace compliance
+
+#endif

@@ -1,0 +1,50 @@
+// Whether there is a library, and whether it is the one that was asked for.
+#include "compliance/library/library.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "compliance/checks/check.h"
+
+namespace compliance {
+namespace {
+
+void check_that_it_opens() {
+  try {
+    note(std::string(kSoname) + " is " + zel().path);
+  } catch (const NoLibrary &error) {
+    throw Finding(std::string("the loader says \"") + error.what() + "\", expected " + kSoname + " to open");
+  }
+}
+
+void check_soname() {
+  EXPECT_EQ(zel().soname, kSoname) << "the file's name of itself, on the left";
+}
+
+void check_functions() {
+  for (const std::string &name : zel().missing)
+    ADD_FAILURE() << name << " is not in the library, expected every function of zel.h";
+}
+
+}  // namespace
+
+std::vector<Check> library_checks() {
+  return {
+      {.name = "Library.Opens",
+       .expects = "The loader finds libzel.so.1, and all that it needs itself",
+       .relies = "The client starts at all. Without it every other check is skipped",
+       .run = check_that_it_opens},
+      {.name = "Library.Soname",
+       .expects = "The library's file calls itself libzel.so.1",
+       .relies = "A client that is linked against this file asks the loader for libzel.so.1",
+       .run = check_soname},
+      {.name = "Library.Functions",
+       .expects = "Every function of zel.h is in the library",
+       .relies = "The loader starts the client only when it finds all that the client calls",
+       .run = check_functions},
+  };
+}
+
+}  // namespace compliance

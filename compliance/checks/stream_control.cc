@@ -1,0 +1,187 @@
+// Streams: start, stop, play, key frames, several of them, and what goes wrong around them.
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <memory>
+#include <string>
+
+#include "compliance/checks/check.h"
+#include "compliance/support/frame.h"
+#include "compliance/support/stream.h"
+
+namespace compliance {
+namespace {
+
+/// Fetches so many frames and hands each one back.
+void pass_frames(Stream &stream, int count) {
+  for (int i = 0; i < count; ++i)
+    stream.hand_back(stream.fetch());
+}
+
+void check_starting_again() {
+  Stream stream{Request()};
+  stream.run(3);
+  pass_frames(stream, 3);
+  stream.stop();
+  (void)zel().stream_stop(stream.get());  // leaves a stopped stream as it is
+  stream.start();
+  const BufferPtr buffer = stream.fetch();
+  EXPECT_TRUE(zel().frame_is_key(frame_of(buffer))) << "the first frame after starting again as a key frame";
+  stream.hand_back(buffer);
+  pass_frames(stream, 3);
+}
+
+/// So long that frames would come, had the stream not been stopped.
+int frames_time_ms(const Stream &stream) {
+  constexpr double kFrames = 10.0;
+  return static_cast<int>(std::clamp(kFrames * 1000.0 / stream.rate(), 50.0, 2000.0));
+}
+
+void check_stopping() {
+  Stream stream{Request().set("socket.blocking", false)};
+  constexpr int kBuffers = 3;
+  stream.run(kBuffers);
+  stream.hand_back(stream.fetch_when_readable());
+  stream.stop();
+  int late = 0;  // frames that were under way
+  while (late <= kBuffers && is_readable(stream.descriptor(), frames_time_ms(stream))) {
+    ErrorSlot error;
+    const BufferPtr buffer(zel().stream_get_buffer(stream.get(), error.address()));
+    if (buffer == nullptr) return;  // the end of the stream may be told
+    stream.hand_back(buffer);
+    ++late;
+  }
+  EXPECT_LE(late, kBuffers) << "frames that came after the stream was stopped, on the left";
+}
+
+void check_playing() {
+  const Request request = Request().set("socket.blocking", false).set("buffer_us", guint32{100000});
+  Stream stream(request, "to keep frames until play");
+  stream.run(4);
+  ErrorSlot error;
+  EXPECT_TRUE(zel().stream_play(stream.get(), nullptr, error.address()))
+      << "zel_stream_play failed with " << error.text();
+  const BufferPtr buffer = stream.fetch_when_readable();
+  EXPECT_TRUE(zel().frame_is_key(frame_of(buffer))) << "the first frame that is played as a key frame";
+}
+
+void check_key_frames() {
+  constexpr int kWithin = 30;
+  Stream stream{Request().set("gop_length", guint32{4 * kWithin})};
+  stream.run(3);
+  pass_frames(stream, 2);
+  ErrorSlot error;
+  ASSERT_TRUE(zel().stream_force_key_frame(stream.get(), error.address()))
+      << "zel_stream_force_key_frame failed with " << error.text();
+  for (int i = 0; i < kWithin; ++i) {
+    const BufferPtr buffer = stream.fetch();
+    if (zel().frame_is_key(frame_of(buffer)) != FALSE) return;
+    stream.hand_back(buffer);
+  }
+  ADD_FAILURE() << "no key frame among " << kWithin << " frames after one was asked for, expected one";
+}
+
+void check_two_streams() {
+  Stream first{Request()};
+  first.run(2);
+  pass_frames(first, 1);
+  const std::unique_ptr<Stream> second = std::make_unique<Stream>(Request(), "a second stream");
+  second->run(2);
+  EXPECT_NE(second->get(), first.get()) << "a second stream, on the left, is the first one";
+  EXPECT_NE(zel().stream_get_id(second->get()), zel().stream_get_id(first.get()))
+      << "the number of the second stream, on the left, is that of the first one";
+  for (int i = 0; i < 5; ++i) {
+    pass_frames(first, 1);
+    pass_frames(*second, 1);
+  }
+  second->tear_down();
+  pass_frames(first, 3);  // and goes on alone
+}
+
+/// Streams until it is killed, after writing a byte to `ready`.
+[[noreturn]] void stream_for_ever(int ready) {
+  (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
+  try {
+    Stream stream{Request()};
+    stream.run(2);
+    for (bool told = false;; told = true) {
+      pass_frames(stream, 1);
+      if (!told && write(ready, "", 1) != 1) break;
+    }
+  } catch (const std::exception &) {
+  }
+  _exit(1);
+}
+
+void check_killed_process() {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t child = fork();  // before this process opens the library
+  if (child == 0) stream_for_ever(ends[1]);
+  (void)close(ends[1]);
+  char byte = 0;
+  const bool streams = read(ends[0], &byte, 1) == 1;
+  (void)close(ends[0]);
+  (void)kill(child, SIGKILL);
+  (void)waitpid(child, nullptr, 0);
+  ASSERT_TRUE(streams) << "a process that streams, to be killed";
+  Stream stream{Request()};
+  stream.run(2);
+  pass_frames(stream, 3);
+}
+
+void check_huge_requests() {
+  constexpr guint32 kHuge = 0xFFFFFFFF;
+  const auto try_one = [](const char *what, const Request &request) {
+    ErrorSlot error;
+    const ObjectPtr<zel_stream> stream(zel().stream_new(request.map(), nullptr, error.address()));
+    if (stream != nullptr) return;
+    EXPECT_NE(error.get(), nullptr) << what << " of 4294967295 was refused without an error, expected one";
+  };
+  try_one("a resolution", Request().set("resolution", zel_pair32u{.first = kHuge, .second = kHuge}));
+  for (const char *key : {"bitrate", "gop_length", "buffer.count", "compression", "rotation", "input"})
+    try_one(key, Request().set(key, kHuge));
+}
+
+}  // namespace
+
+std::vector<Check> stream_control_checks() {
+  return {
+      {.name = "Streams.StartingAgain",
+       .expects = "A stream that was stopped starts again, with a key frame",
+       .relies = "The keys 1 and 3 of an interactive run",
+       .run = check_starting_again},
+      {.name = "Streams.Stopping",
+       .expects = "After a stop no frames come but those that were under way",
+       .relies = "The key 3, and the end of every run",
+       .run = check_stopping},
+      {.name = "Streams.Playing",
+       .expects = "A stream that keeps frames until play delivers them then, from a key frame on",
+       .relies = "--buffer_us and the key 2",
+       .run = check_playing},
+      {.name = "Streams.KeyFrames",
+       .expects = "A key frame that was asked for arrives within 30 frames",
+       .relies = "The key k, and --sync-input",
+       .run = check_key_frames},
+      {.name = "Streams.TwoAtOnce",
+       .expects = "Two streams at once each deliver frames, and one goes on when the other ends",
+       .relies = "Two clients on one camera",
+       .run = check_two_streams},
+      {.name = "Streams.KilledProcess",
+       .expects = "After the kill of a process that streams, the next process gets its frames",
+       .relies = "A run after one that crashed or was killed",
+       .run = check_killed_process,
+       .dangerous = true},
+      {.name = "Streams.HugeRequests",
+       .expects = "Requests of the largest numbers are granted or refused with an error",
+       .relies = "Any number on the command line goes to the service as it is",
+       .run = check_huge_requests,
+       .dangerous = true},
+  };
+}
+
+}  // namespace compliance

@@ -1,0 +1,108 @@
+// zel-compliance: whether a libzel keeps what zel-client relies on.
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "compliance/program/options.h"
+#include "compliance/program/report.h"
+#include "compliance/runner/child.h"
+
+namespace {
+
+using namespace compliance;
+
+/// Every check passed or was skipped; also how the help and the list end.
+constexpr int kGood = 0;
+constexpr int kDiffers = 1;
+constexpr int kUnusable = 2;
+
+void print_help() {
+  std::printf(
+      "Usage: zel-compliance [OPTION...]\n\n"
+      "Checks whether the libzel.so.1 that the loader finds keeps what zel-client relies on.\n\n");
+  for (const OptionRow &row : option_rows()) {
+    const std::string option = std::string("--") + row.name + (*row.value != '\0' ? "=" : "") + row.value;
+    std::printf("  %-20s  %s\n", option.c_str(), row.help);
+  }
+  std::printf("\nExit status: 0: nothing differs, 1: something does, 2: the command line cannot be used\n");
+}
+
+std::vector<Check> selected_checks() {
+  std::vector<Check> checks;
+  for (Check &check : all_checks()) {
+    if (is_selected(check.name, options.filter) && (options.all || !check.dangerous || options.list)) {
+      checks.push_back(std::move(check));
+    }
+  }
+  return checks;
+}
+
+/// Without a library no check says anything: whether there is one is always looked at first.
+std::vector<Result> run_checks(const std::vector<Check> &checks) {
+  std::vector<Result> results;
+  const auto add = [&results](const Result &result) {
+    print_result(result);
+    results.push_back(result);
+  };
+  const Result opened = run_check(all_checks().front(), options.limit);
+  const bool has_library = opened.outcome == Outcome::kPassed;
+  if (!has_library || checks.front().name == opened.check.name) add(opened);
+  for (const Check &check : checks) {
+    if (check.name == opened.check.name) continue;
+    if (has_library) {
+      add(run_check(check, options.limit + (check.group() == "Time" ? options.seconds : 0)));
+    } else {
+      add({.check = check, .outcome = Outcome::kSkipped, .findings = {}, .reason = "there is no library", .notes = {}});
+    }
+  }
+  return results;
+}
+
+struct CloseFile {
+  void operator()(std::FILE *file) const { (void)std::fclose(file); }
+};
+
+int fail_to_write() {
+  std::fprintf(stderr, "zel-compliance: cannot write %s: %m\n", options.json.c_str());
+  return kUnusable;
+}
+
+int check_library() {
+  const std::vector<Check> checks = selected_checks();
+  if (checks.empty()) {
+    std::fprintf(stderr, "zel-compliance: no check is called %s%s\n", options.filter.c_str(),
+                 options.all ? "" : ", or only dangerous ones, which need --all");
+    return kUnusable;
+  }
+  if (options.list) {
+    print_list(checks);
+    return kGood;
+  }
+  std::unique_ptr<std::FILE, CloseFile> json;
+  if (!options.json.empty()) {
+    json.reset(std::fopen(options.json.c_str(), "we"));  // closed in the checks' processes
+    if (json == nullptr) return fail_to_write();
+  }
+  prepare_checks();
+  const std::vector<Result> results = run_checks(checks);
+  print_summary(results);
+  if (json != nullptr && !write_json(results, json.get())) return fail_to_write();
+  for (const Result &result : results)
+    if (result.outcome == Outcome::kFailed) return kDiffers;
+  return kGood;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  if (!parse_command_line(argc, argv)) return kUnusable;
+  if (options.help) {
+    print_help();
+    return kGood;
+  }
+  if (options.version) {
+    std::printf("zel-compliance %s\n", ZEL_VERSION);
+    return kGood;
+  }
+  return check_library();
+}
