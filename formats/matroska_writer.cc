@@ -29,9 +29,6 @@ constexpr AVRational kMicroseconds = {1, 1'000'000};
 constexpr std::string_view kCueSettings = "line:1% position:0% align:start";
 static_assert(kCueSettings.size() == 31);
 
-/// libavcodec counts bytes in an int, and the padding comes on top.
-constexpr std::size_t kMostBytes = std::numeric_limits<int>::max() - AV_INPUT_BUFFER_PADDING_SIZE;
-
 /// For wrapped bytes, which stay the caller's.
 void keep_bytes(void *, std::uint8_t *) {}
 
@@ -134,7 +131,7 @@ MatroskaFailure MatroskaWriter::open(const char *file_name, std::optional<Codec>
 }
 
 bool MatroskaWriter::set_extradata(const std::uint8_t *data, std::size_t size) {
-  if (size > kMostBytes) return false;
+  if (size > kMostPacketBytes) return false;
   auto *extradata = static_cast<std::uint8_t *>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
   if (extradata == nullptr) return false;
   std::copy_n(data, size, extradata);
@@ -177,7 +174,7 @@ bool MatroskaWriter::write_packet() {
 
 MatroskaFailure MatroskaWriter::wrap_frame(std::uint8_t *data, std::size_t size) {
   empty_packet();
-  if (size > kMostBytes) return MatroskaFailure::kBuffer;
+  if (size > kMostPacketBytes) return MatroskaFailure::kBuffer;
   packet_->buf = av_buffer_create(data, size, keep_bytes, nullptr, 0);
   if (packet_->buf == nullptr) return MatroskaFailure::kBuffer;
   packet_->data = packet_->buf->data;

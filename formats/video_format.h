@@ -2,17 +2,23 @@
 #ifndef ZEL_FORMATS_VIDEO_FORMAT_H
 #define ZEL_FORMATS_VIDEO_FORMAT_H
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string_view>
 
 extern "C" {
 #include <libavcodec/codec_id.h>
+#include <libavcodec/defs.h>
 }
 
 #include "formats/stream_format.h"
 
 namespace formats {
+
+/// The largest packet of libavcodec: it counts bytes in an int, and the padding comes on top.
+constexpr std::size_t kMostPacketBytes = std::numeric_limits<int>::max() - AV_INPUT_BUFFER_PADDING_SIZE;
 
 enum class Codec : std::uint8_t { kH264, kH265, kJpeg, kAv1, kNv12, kI420, kGray, kRgb };
 

@@ -48,8 +48,8 @@ Result guarded(const Answer<Result> &answer, GError **error, const Work &work) {
   }
 }
 
-/// A call of the interface in a session that the caller has found inside guarded(). An error that is in `error` already
-/// stays as it is.
+/// Runs a call in `session`: faults, work, log line. To be called inside guarded(). An error that is in `error` already
+/// stays.
 template <typename Result, typename Work>
 Result run_call_in(Session &session, std::string_view name, CallKind kind, const Answer<Result> &answer, GError **error,
                    std::initializer_list<LogField> arguments, const Work &work) {

@@ -17,7 +17,8 @@ namespace camera {
 template <typename Object>
 GType object_type() {
   using State = decltype(Object::state);
-  static_assert(std::is_nothrow_default_constructible_v<State>);  // it is constructed below frames of C
+  // It is constructed in a callback of GLib, which no exception may leave.
+  static_assert(std::is_nothrow_default_constructible_v<State>);
   static const GType type = [] {
     GTypeInfo info{};
     info.class_size = sizeof(GObjectClass);

@@ -1,4 +1,4 @@
-// Telling work that may take long that it is not wanted any more.
+// Stopping work that waits.
 #ifndef ZEL_CAMERA_STOP_CHECK_H
 #define ZEL_CAMERA_STOP_CHECK_H
 

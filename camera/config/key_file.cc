@@ -1,4 +1,4 @@
-// Reading the key file: every key has one line in a table that says where its value goes.
+// Reading the key file: a table says where the value of each key goes.
 #include "config/key_file.h"
 
 #include <algorithm>
@@ -102,7 +102,7 @@ std::string_view read_call(std::string_view text) {
   throw Unreadable("a call of the interface");
 }
 
-/// The size of a made-up frame, which is really made.
+/// Limited: a frame of that size is allocated.
 std::uint64_t read_frame_size(std::string_view text) {
   constexpr std::uint64_t kMost = std::uint64_t{1} << 30U;
   const auto size = read_number<std::uint64_t>(text);
@@ -110,7 +110,7 @@ std::uint64_t read_frame_size(std::string_view text) {
   return size;
 }
 
-/// The chunks of a frame, which are really cut.
+/// Limited: the frame is cut into so many pieces in memory.
 std::uint64_t read_chunk_count(std::string_view text) {
   constexpr std::uint64_t kMost = 1'000'000;
   const auto count = read_number<std::uint64_t>(text);
@@ -118,7 +118,7 @@ std::uint64_t read_chunk_count(std::string_view text) {
   return count;
 }
 
-/// Microseconds that really pass; a limit keeps sums of them in range.
+/// A duration; the limit keeps sums in range.
 std::uint64_t read_duration(std::string_view text) {
   constexpr std::uint64_t kMost = 1'000'000'000'000;
   const auto duration = read_number<std::uint64_t>(text);
@@ -136,18 +136,26 @@ std::vector<std::uint64_t> read_sizes(std::string_view text) {
   return sizes;
 }
 
-Pacing read_pacing(std::string_view text) {
-  if (text == "real-time") return Pacing::kRealTime;
-  if (text == "unpaced") return Pacing::kUnpaced;
-  if (text == "virtual") return Pacing::kVirtual;
-  throw Unreadable("real-time, unpaced or virtual");
-}
+template <typename Value>
+struct Word {
+  const char *word;
+  Value value;
+};
 
-ProducerKind read_producer(std::string_view text) {
-  if (text == "generated") return ProducerKind::kGenerated;
-  if (text == "cached") return ProducerKind::kCached;
-  if (text == "scripted") return ProducerKind::kScripted;
-  throw Unreadable("generated, cached or scripted");
+constexpr Word<Pacing> kPacings[] = {
+    {"real-time", Pacing::kRealTime}, {"unpaced", Pacing::kUnpaced}, {"virtual", Pacing::kVirtual}};
+constexpr Word<ProducerKind> kProducers[] = {
+    {"generated", ProducerKind::kGenerated}, {"cached", ProducerKind::kCached}, {"scripted", ProducerKind::kScripted}};
+
+/// The value of one of the words; Unreadable names them all: "a, b or c".
+template <typename Value, std::size_t count>
+Value read_word(const Word<Value> (&words)[count], std::string_view text) {
+  std::string accepted;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (text == words[i].word) return words[i].value;
+    accepted.append(i == 0 ? "" : i + 1 < count ? ", " : " or ").append(words[i].word);
+  }
+  throw Unreadable(accepted);
 }
 
 void set_source(CameraConfig &config, SourceKind kind, std::string_view text) {
@@ -164,8 +172,8 @@ struct Key {
 };
 
 constexpr Key<CameraConfig> kCameraKeys[] = {
-    {"pacing", [](CameraConfig &c, std::string_view t) { c.pacing = read_pacing(t); }},
-    {"producer", [](CameraConfig &c, std::string_view t) { c.producer = read_producer(t); }},
+    {"pacing", [](CameraConfig &c, std::string_view t) { c.pacing = read_word(kPacings, t); }},
+    {"producer", [](CameraConfig &c, std::string_view t) { c.producer = read_word(kProducers, t); }},
     {"graph", [](CameraConfig &c, std::string_view t) { set_source(c, SourceKind::kGraph, t); }},
     {"file", [](CameraConfig &c, std::string_view t) { set_source(c, SourceKind::kFile, t); }},
     {"device", [](CameraConfig &c, std::string_view t) { set_source(c, SourceKind::kDevice, t); }},

@@ -1,4 +1,4 @@
-// Appending whatever becomes of the disk or of the pipe's reader.
+// Appending to a file; a full disk or a pipe without a reader only loses bytes.
 #include "log/append_file.h"
 
 #include <fcntl.h>

@@ -34,7 +34,7 @@ class Source {
 /// A libavfilter graph without inputs and with one video output.
 std::unique_ptr<Source> open_graph(const std::string &description);
 
-/// A video file that begins anew at its end.
+/// A video file; it is read again from its start at its end.
 std::unique_ptr<Source> open_file(const std::string &path);
 
 /// A V4L2 device. Without a picture for longer than `patience` it counts as broken. next() throws Stopped instead of

@@ -19,7 +19,7 @@ struct Assembly {
   std::unique_ptr<Producer> producer;
 };
 
-/// Judges the request and makes the producer, which looks at `is_stopping` while it waits for its source. Returns
+/// Checks the request and makes the producer, which tests `is_stopping` while it waits for its source. Returns
 /// nothing and sets the error when the settings are unusable; throws AvFailure when the source or the encoder cannot be
 /// had.
 std::optional<Assembly> assemble(const CameraConfig &config, const Values &request, StopCheck is_stopping,

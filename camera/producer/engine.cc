@@ -111,7 +111,7 @@ void Engine::finish(std::string reason) {
 bool Engine::run_one() {
   wait_for_capture(pacer_.due_us(sequence_));
   if (queue_.is_stopping()) return false;
-  const FrameFaults faults = script_.judge(sequence_);
+  const FrameFaults faults = script_.faults_of(sequence_);
   if (faults.ends_stream) {
     finish("The stream has ended");
     return false;
@@ -185,7 +185,7 @@ std::optional<BufferHandle> Engine::find_buffer() {
   return std::nullopt;
 }
 
-/// Fills the buffer of `filled` and takes it; when it throws, a buffer that it has not taken is still there.
+/// Makes the frame and hands it over. If it throws before that, `filled.buffer` still owns the buffer.
 void Engine::make_and_hand_over(const FrameFaults &faults, Filled &filled) {
   overruns_ = false;
   const std::uint64_t captured = pacer_.captured_us(sequence_);

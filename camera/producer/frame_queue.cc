@@ -27,7 +27,7 @@ void FrameQueue::refresh_frames() {
 void FrameQueue::give(BufferHandle buffer) {
   const std::lock_guard lock(mutex_);
   free_.push_back(std::move(buffer));
-  if (waits_for_change_) nudge_.set();
+  if (waits_for_change_) changed_.set();
 }
 
 FetchStatus FrameQueue::fetch(std::optional<Filled> &filled, std::string &end_reason) {
@@ -61,7 +61,7 @@ void FrameQueue::begin(bool holds) {
   awaits_key_ = false;
   stopping_ = false;
   end_reason_.reset();
-  nudge_.clear();
+  changed_.clear();
   idle_.clear();
   refresh_frames();
 }
@@ -85,14 +85,14 @@ bool FrameQueue::release_held(std::optional<std::uint64_t> now_us, std::vector<s
   held_.clear();
   if (end_reason_) idle_.set();
   refresh_frames();
-  nudge_.set();
+  changed_.set();
   return found;
 }
 
 void FrameQueue::request_stop() {
   const std::lock_guard lock(mutex_);
   stopping_ = true;
-  nudge_.set();
+  changed_.set();
 }
 
 std::vector<std::uint32_t> FrameQueue::finish_stop() {
@@ -100,7 +100,7 @@ std::vector<std::uint32_t> FrameQueue::finish_stop() {
   running_ = false;
   stopping_ = false;
   end_reason_.reset();
-  nudge_.clear();
+  changed_.clear();
   idle_.set();
   std::vector<std::uint32_t> lost;
   for (std::deque<Filled> *queue : {&filled_, &held_}) {
@@ -143,17 +143,17 @@ void FrameQueue::wait_for_free() {
     if (!free_.empty() || stopping_) return;
     waits_for_change_ = true;
   }
-  (void)wait_readable(nudge_.descriptor(), -1, -1);
+  (void)wait_readable(changed_.descriptor(), -1, -1);
   const std::lock_guard lock(mutex_);
   waits_for_change_ = false;
-  if (!stopping_) nudge_.clear();
+  if (!stopping_) changed_.clear();
 }
 
 void FrameQueue::wait_until(std::int64_t deadline_us) {
   while (monotonic_us() < deadline_us && !is_stopping()) {
-    (void)wait_readable(nudge_.descriptor(), -1, deadline_us);
+    (void)wait_readable(changed_.descriptor(), -1, deadline_us);
     const std::lock_guard lock(mutex_);
-    if (!stopping_) nudge_.clear();
+    if (!stopping_) changed_.clear();
   }
 }
 
@@ -193,9 +193,9 @@ void FrameQueue::wait_for_release() {
     const std::lock_guard lock(mutex_);
     if (!holding_ || stopping_) return;
   }
-  (void)wait_readable(nudge_.descriptor(), -1, -1);
+  (void)wait_readable(changed_.descriptor(), -1, -1);
   const std::lock_guard lock(mutex_);
-  if (!stopping_) nudge_.clear();
+  if (!stopping_) changed_.clear();
 }
 
 void FrameQueue::post_event(Values event) {

@@ -1,4 +1,4 @@
-// Where the producer's thread and the client's threads meet: free buffers one way, filled ones the other.
+// The queues between the producer's thread and the client's: free buffers and filled ones.
 #ifndef ZEL_CAMERA_FRAME_QUEUE_H
 #define ZEL_CAMERA_FRAME_QUEUE_H
 
@@ -16,7 +16,7 @@
 
 namespace camera {
 
-/// A buffer as the queue knows it: something owned, to be given back.
+/// An owned buffer; destroying the handle releases it.
 using BufferHandle = std::unique_ptr<void, void (*)(void *)>;
 
 /// A buffer with its frame.
@@ -104,7 +104,7 @@ class FrameQueue {
   Wakeup frames_;
   Wakeup idle_;
   Wakeup event_signal_;
-  Wakeup nudge_;  ///< ends the producer's wait
+  Wakeup changed_;  ///< ends the producer's wait
 };
 
 }  // namespace camera

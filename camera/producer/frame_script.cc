@@ -37,7 +37,7 @@ void apply_bytes(const FrameFault &fault, Frame &frame) {
 
 }  // namespace
 
-FrameFaults FrameScript::judge(std::uint64_t sequence) {
+FrameFaults FrameScript::faults_of(std::uint64_t sequence) {
   FrameFaults faults;
   const bool is_new = sequence >= unstepped_;
   unstepped_ = std::max(unstepped_, sequence + 1);

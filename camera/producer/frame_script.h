@@ -23,11 +23,11 @@ class FrameScript {
  public:
   FrameScript(const CameraConfig &config) : faults_(config.frame_faults), seed_(config.seed) {}
 
-  /// Judges the next frame. Frames come in order, for clocks step from a frame on; one that was judged but not made
-  /// before the stream stopped is judged again, and its steps count once.
-  FrameFaults judge(std::uint64_t sequence);
+  /// Which faults apply to the next frame. Frames come in order, because clock steps add up; a frame that is asked for
+  /// again after a stop counts its steps once.
+  FrameFaults faults_of(std::uint64_t sequence);
 
-  /// Puts a frame on the clocks as they have stepped so far.
+  /// Adds the clock steps so far to the frame's times.
   void step_clocks(Frame &frame) const;
 
   /// Makes the changes to a frame that has been produced.

@@ -1,4 +1,4 @@
-// Frames of made-up bytes: as cheap as frames can be, and all that they say comes from the script.
+// Frames of synthetic bytes, without pictures or an encoder; the key file sets their properties.
 #include "producer/gop.h"
 #include "producer/producer.h"
 

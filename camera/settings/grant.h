@@ -1,4 +1,4 @@
-// Judging a request: checks every setting, fills in the defaults, and says what the stream shall do.
+// Checking a request: every setting is checked, defaults are filled in, and the result is the stream's plan.
 #ifndef ZEL_CAMERA_GRANT_H
 #define ZEL_CAMERA_GRANT_H
 

@@ -35,7 +35,7 @@ std::span<const Setting> all_settings();
 /// The setting of that key, or null.
 const Setting *find_setting(std::string_view key);
 
-/// What a setting accepts, in words: "1 to 65535, 0: the first frame only".
+/// What a setting accepts, in words: "1 to 65535, or 0: the first frame only".
 std::string accepted_text(const Setting &setting);
 
 /// Its default in words.

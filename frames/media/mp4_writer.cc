@@ -83,7 +83,7 @@ void Mp4Writer::write_header() {
 
 void Mp4Writer::write(std::span<const std::uint8_t> bytes, std::int64_t time_us, std::int64_t duration_us,
                       bool is_key) {
-  if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max() - AV_INPUT_BUFFER_PADDING_SIZE)) {
+  if (bytes.size() > formats::kMostPacketBytes) {
     unusable("{}: a frame of {} bytes is too large", file_.path(), bytes.size());
   }
   packet_->data = const_cast<std::uint8_t *>(bytes.data());  // the muxer only reads

@@ -324,7 +324,7 @@ TEST_F(Effect, buffer_strategy) {
   create({kSize, {"buffer.strategy", guint32{4}}}, 0);
   ErrorSlot error;
   EXPECT_EQ(zel_stream_buffer_alloc(stream_.get(), nullptr, error.address()), nullptr);
-  EXPECT_EQ(error.take().message, "The stream brings its own buffers");
+  EXPECT_EQ(take_failure(error).message, "The stream brings its own buffers");
   start();
   EXPECT_EQ(sequences(fetch(25)).back(), 24U);
 }

@@ -36,7 +36,7 @@ TEST_F(FaultTest, AppliesForEverWithoutAnError) {
   ErrorSlot error;
   for (int i = 0; i < 3; ++i) {
     EXPECT_FALSE(zel_stream_start(stream_.get(), error.address()));
-    const Failure failure = error.take();
+    const Failure failure = take_failure(error);
     EXPECT_EQ(failure.code, 0);
     EXPECT_EQ(failure.error_number, EIO);
   }
@@ -96,17 +96,17 @@ TEST_F(FaultTest, FailedCallsReturnWhatTheInterfaceSays) {
   create({}, 0);
   ErrorSlot error;
   EXPECT_EQ(zel_stream_get_fd(stream_.get(), error.address()), -1);
-  EXPECT_EQ(error.take().code, 17);
+  EXPECT_EQ(take_failure(error).code, 17);
   EXPECT_EQ(zel_stream_get_info(stream_.get(), error.address()), nullptr);
-  EXPECT_EQ(error.take().code, 17);
+  EXPECT_EQ(take_failure(error).code, 17);
   EXPECT_FALSE(zel_stream_play(stream_.get(), nullptr, error.address()));
-  EXPECT_EQ(error.take().code, 17);
+  EXPECT_EQ(take_failure(error).code, 17);
   EXPECT_EQ(zel_stream_buffer_alloc(stream_.get(), nullptr, error.address()), nullptr);
-  EXPECT_EQ(error.take().code, 17);
+  EXPECT_EQ(take_failure(error).code, 17);
   const BufferRef buffer(zel_stream_buffer_alloc(stream_.get(), nullptr, nullptr));
   ASSERT_NE(buffer, nullptr);
   EXPECT_EQ(zel_frame_take_chunk(buffer.get(), error.address()).mark, G_MININT32);
-  EXPECT_EQ(error.take().code, 17);
+  EXPECT_EQ(take_failure(error).code, 17);
   EXPECT_EQ(zel_frame_get_size(buffer.get()), 0U);
   const MapRef map = request({{"k", guint32{1}}});
   EXPECT_EQ(zel_map_get_uint32(map.get(), "k", 9), 9U);

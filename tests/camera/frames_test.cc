@@ -126,7 +126,7 @@ TEST_F(FrameTest, TakingAChunkCanFail) {
   const BufferRef buffer(zel_stream_get_buffer(stream_.get(), nullptr));
   ErrorSlot error;
   EXPECT_EQ(zel_frame_take_chunk(buffer.get(), error.address()).mark, G_MININT32);
-  EXPECT_EQ(error.take().code, 8);
+  EXPECT_EQ(take_failure(error).code, 8);
   EXPECT_EQ(zel_frame_take_chunk_ex(buffer.get(), 0).mark, G_MININT32);
 }
 
@@ -167,7 +167,7 @@ TEST_F(FrameTest, AClockStepsOnceThoughTheFrameIsJudgedTwice) {
   config.frame_faults.push_back(jump);
   camera::FrameScript script(config);
   for (const std::uint64_t sequence : {3, 4, 4, 5})
-    (void)script.judge(sequence);
+    (void)script.faults_of(sequence);
   camera::Frame frame;
   frame.timestamp_us = 50000;
   frame.utc_us = 60000;
@@ -229,7 +229,7 @@ TEST_F(FrameTest, TheEndWaitsForLatency) {
   ErrorSlot error;
   while (const BufferRef buffer{zel_stream_get_buffer(stream_.get(), error.address())})
     ASSERT_GT(zel_frame_get_size(buffer.get()), 0U);
-  EXPECT_EQ(error.take().message, "The stream has ended");
+  EXPECT_EQ(take_failure(error).message, "The stream has ended");
   stop();
   for (const nlohmann::json &line : log("drop"))
     EXPECT_NE(line["reason"], "stopped");

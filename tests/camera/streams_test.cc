@@ -161,7 +161,7 @@ TEST_F(StreamTest, ABufferIsInTheStreamOnce) {
   create({}, 1);
   ErrorSlot error;
   EXPECT_FALSE(zel_stream_buffer_enqueue(stream_.get(), buffers_[0].get(), error.address()));
-  EXPECT_EQ(error.take().message, "The buffer is in the stream already");
+  EXPECT_EQ(take_failure(error).message, "The buffer is in the stream already");
 }
 
 TEST_F(StreamTest, ABufferBelongsToItsStream) {
@@ -171,7 +171,7 @@ TEST_F(StreamTest, ABufferBelongsToItsStream) {
   const BufferRef buffer(zel_stream_buffer_alloc(first.get(), nullptr, nullptr));
   ErrorSlot error;
   EXPECT_FALSE(zel_stream_buffer_enqueue(stream_.get(), buffer.get(), error.address()));
-  EXPECT_EQ(error.take().message, "The buffer belongs to another stream");
+  EXPECT_EQ(take_failure(error).message, "The buffer belongs to another stream");
 }
 
 TEST_F(StreamTest, UnrefClearsThePointer) {
@@ -196,7 +196,7 @@ TEST_F(StreamTest, ABufferStaysValidAfterItsStream) {
 TEST_F(StreamTest, NullsAreMissingArguments) {
   create({}, 0);
   ErrorSlot error;
-  const auto missing = [&] { return error.take().code == 3; };
+  const auto missing = [&] { return take_failure(error).code == 3; };
   EXPECT_TRUE(zel_stream_new(nullptr, nullptr, error.address()) == nullptr && missing());
   EXPECT_TRUE(zel_stream_get_fd(nullptr, error.address()) < 0 && missing());
   EXPECT_TRUE(zel_stream_get_event_fd(nullptr, error.address()) < 0 && missing());

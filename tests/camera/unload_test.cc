@@ -7,6 +7,11 @@
 
 #include "zel/zel.h"
 
+/// LeakSanitizer ends with signal 11 when it looks at the libraries that a closed one leaves behind.
+extern "C" const char *__asan_default_options() {
+  return "detect_leaks=0";
+}
+
 namespace {
 
 /// The library's call of that name.
@@ -24,7 +29,7 @@ void use(void *library) {
   g_object_unref(map);
 }
 
-// Its types stay with GLib, whose next look at them would find nothing had the library gone.
+// GLib keeps the registered types, so the library must stay loaded after dlclose().
 TEST(Unload, AClosedLibraryMayBeOpenedAgain) {
   unsetenv("ZEL_CAMERA");
   for (int i = 0; i < 2; ++i) {

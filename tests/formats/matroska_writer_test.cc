@@ -20,6 +20,8 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
+#include "tests/support/files.h"
+
 namespace {
 
 using formats::Codec;
@@ -48,13 +50,7 @@ void PrintTo(const Stored &stored, std::ostream *out) {
 
 class MatroskaFile : public testing::Test {
  protected:
-  void SetUp() override {
-    av_log_set_level(AV_LOG_QUIET);
-    std::string folder = testing::TempDir() + "matroska-XXXXXX";
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    folder_ = folder;
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
+  void SetUp() override { av_log_set_level(AV_LOG_QUIET); }
 
   std::string path() const { return folder_ / "out.mkv"; }
   MatroskaFailure open(std::optional<Codec> codec = Codec::kJpeg) {
@@ -83,7 +79,7 @@ class MatroskaFile : public testing::Test {
     return packets;
   }
 
-  std::filesystem::path folder_;
+  TempFolder folder_;
   MatroskaWriter writer_;
   std::array<std::uint8_t, 7> bytes_ = {0xFF, 0xD8, 1, 2, 3, 0xFF, 0xD9};
 };

@@ -9,12 +9,12 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "frames/common/temporary_names.h"
 #include "frames/common/unusable.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -25,29 +25,13 @@ using testing::IsEmpty;
 
 class OutputFiles : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = (std::filesystem::temp_directory_path() / "zel-output-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder = name;
-  }
-  void TearDown() override { std::filesystem::remove_all(folder); }
+  std::string path(const std::string &name) const { return folder / name; }
 
-  std::string path(const std::string &name) const { return folder + "/" + name; }
+  std::vector<std::string> names() const { return list_files(folder.path()); }
 
-  std::vector<std::string> names() const {
-    std::vector<std::string> found;
-    for (const auto &entry : std::filesystem::directory_iterator(folder))
-      found.push_back(entry.path().filename().string());
-    std::sort(found.begin(), found.end());
-    return found;
-  }
+  void put(const std::string &name, const std::string &text) const { write_file(path(name), text); }
 
-  void put(const std::string &name, const std::string &text) const { std::ofstream(path(name)) << text; }
-
-  std::string get(const std::string &name) const {
-    std::ifstream file(path(name));
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
+  std::string get(const std::string &name) const { return read_file(path(name)); }
 
   /// What opening the file is refused with.
   std::string refusal(const std::string &name, bool force, const std::vector<std::string> &inputs = {}) const {
@@ -59,7 +43,7 @@ class OutputFiles : public testing::Test {
     return "not refused";
   }
 
-  std::string folder;
+  TempFolder folder;
 };
 
 void write(OutputFile &file, std::string_view text) {

@@ -98,7 +98,7 @@ fake::Frame read_frame(Input *input) {
       frame.chunks.push_back(input->number<std::uint16_t>() % 2000);
       total += frame.chunks.back();
     }
-    // A contiguous frame's one chunk is trusted to be the frame; chunks are trusted less.
+    // The one chunk of a contiguous frame is taken as its size; the sizes of several are checked against it.
     if ((bits & kOtherSize) != 0) frame.size = input->number<std::uint16_t>();
     if ((bits & kNullChunk) != 0) frame.null_chunk = input->number<std::uint8_t>() % 8;
     if ((bits & kFails) != 0) frame.failing_chunk = input->number<std::uint8_t>() % 8;

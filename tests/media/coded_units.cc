@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "formats/stream_format.h"
 #include "formats/units.h"
 
 namespace {
@@ -38,7 +39,8 @@ std::vector<Unit> nal_units(std::uint32_t format, std::string_view bytes) {
   std::size_t from = 0;
   while (const std::optional<formats::NalUnit> unit = formats::next_nal_unit(numbers(bytes), from)) {
     const auto header = static_cast<std::uint8_t>(bytes[unit->payload]);
-    const unsigned type = format == 0 ? formats::h264_unit_type(header) : formats::h265_unit_type(header);
+    const unsigned type =
+        format == formats::kFormatH264 ? formats::h264_unit_type(header) : formats::h265_unit_type(header);
     if (!found.empty()) found.back().end = unit->start;
     found.push_back({type, unit->start, unit->payload, bytes.size()});
     from = unit->payload;
@@ -48,9 +50,9 @@ std::vector<Unit> nal_units(std::uint32_t format, std::string_view bytes) {
 
 bool is_picture(std::uint32_t format, unsigned type) {
   switch (format) {
-    case 0:
+    case formats::kFormatH264:
       return type >= 1 && type <= 5;
-    case 1:
+    case formats::kFormatH265:
       return type < 32;
     default:
       return type == 3 || type == 6;  // frame header, frame
@@ -60,7 +62,7 @@ bool is_picture(std::uint32_t format, unsigned type) {
 }  // namespace
 
 std::size_t header_size(std::uint32_t format, std::string_view bytes) {
-  for (const Unit &unit : format == 10 ? obus(bytes) : nal_units(format, bytes)) {
+  for (const Unit &unit : format == formats::kFormatAv1 ? obus(bytes) : nal_units(format, bytes)) {
     if (is_picture(format, unit.type)) return unit.start;
   }
   return 0;
@@ -68,10 +70,10 @@ std::size_t header_size(std::uint32_t format, std::string_view bytes) {
 
 std::vector<std::string> coded_units(std::uint32_t format, const std::string &raw) {
   constexpr unsigned kTemporalDelimiter = 2;
-  if (format == 2) return {raw};
+  if (format == formats::kFormatJpeg) return {raw};
   std::vector<std::string> units;
-  for (const Unit &unit : format == 10 ? obus(raw) : nal_units(format, raw)) {
-    if (format == 10 && unit.type == kTemporalDelimiter) continue;
+  for (const Unit &unit : format == formats::kFormatAv1 ? obus(raw) : nal_units(format, raw)) {
+    if (format == formats::kFormatAv1 && unit.type == kTemporalDelimiter) continue;
     units.push_back(raw.substr(unit.payload, unit.end - unit.payload));
   }
   return units;

@@ -71,7 +71,7 @@ TEST(Library, SearchPathReplacesTheCamera) {
   EXPECT_EQ(copied.run({"--help"}).status, 0);
 }
 
-// Catches a camera that loses its log without a word, or whose client notices more than the word.
+// Catches a log that is lost without a message, and a client that behaves differently because of it.
 TEST(Library, ACameraWithoutRoomForItsLogGoesOn) {
   const TempFolder folder;
   const std::string key_file = folder.path() / "camera.conf";

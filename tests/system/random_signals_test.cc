@@ -139,7 +139,7 @@ TEST(RandomInterrupts, FromOutside) {
   }
 }
 
-// Catches a kill that costs more than the frame at hand: what was handed back is stored, and begins with the truth.
+// Catches a kill that loses more than the frame in progress: all frames handed back are stored, unchanged.
 TEST(RandomKills, FromOutside) {
   for (unsigned round = 0; round < rounds(); ++round) {
     Chance chance(round);

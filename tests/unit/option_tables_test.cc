@@ -18,6 +18,13 @@
 
 namespace {
 
+/// Makes the context that register_stream_options() fills. It stays, as it does in the program: nothing else frees the
+/// generated descriptions.
+void make_option_context() {
+  static std::vector<GOptionContext *> contexts;
+  option_context = contexts.emplace_back(g_option_context_new(nullptr));
+}
+
 struct ContextFree {
   void operator()(GOptionContext *context) const { g_option_context_free(context); }
 };
@@ -172,7 +179,7 @@ TEST(FrameLimit, FollowsTheOptionAndTheStopRequest) {
 
 // Catches groups without the in-main flag (options missing in the main help), or with a help line of their own.
 TEST(StreamOptions, RegisterInOneContext) {
-  option_context = g_option_context_new(nullptr);
+  make_option_context();
   register_stream_options();
   gchar *help = g_option_context_get_help(option_context, TRUE, nullptr);
   const std::string text = help;
@@ -187,12 +194,11 @@ TEST(StreamOptions, RegisterInOneContext) {
     position = found != std::string::npos ? found : position;
   }
   EXPECT_NE(text.find("zel_format(h264, h265, jpeg, nv12, av1)"), std::string::npos);
-  // The context stays, as it does in the program: nothing else frees the generated descriptions.
 }
 
 // Catches an option that has no group of its own, which its help switch names.
 TEST(StreamOptions, EachHasAGroupOfItsOwn) {
-  option_context = g_option_context_new(nullptr);
+  make_option_context();
   register_stream_options();
   for (const StreamOption &option : kStreamOptions) {
     std::string program = "zel-client";

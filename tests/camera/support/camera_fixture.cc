@@ -10,14 +10,14 @@
 #include <fstream>
 #include <sstream>
 
-Failure ErrorSlot::take() {
+Failure take_failure(ErrorSlot &error) {
   Failure failure;
   failure.error_number = errno;
-  if (error_ != nullptr) {
-    failure.code = error_->code;
-    failure.message = error_->message;
-    failure.expected = zel_error_is_expected(&error_) != FALSE;
-    g_clear_error(&error_);
+  if (error.get() != nullptr) {
+    failure.code = error.get()->code;
+    failure.message = error.get()->message;
+    failure.expected = zel_error_is_expected(error.address()) != FALSE;
+    g_clear_error(error.address());
   }
   return failure;
 }
@@ -30,15 +30,12 @@ std::vector<std::uint8_t> Seen::bytes() const {
 }
 
 CameraTest::CameraTest() {
-  std::string name = ::testing::TempDir() + "camera-test-XXXXXX";
-  folder_ = mkdtemp(name.data());
   configure("pacing=virtual");
 }
 
 CameraTest::~CameraTest() {
   stream_.reset();
   buffers_.clear();
-  std::filesystem::remove_all(folder_);
 }
 
 void CameraTest::configure(std::string_view lines) {
@@ -72,10 +69,10 @@ void CameraTest::create(std::initializer_list<Asked> asked, int buffers) {
   const MapRef map = request(asked);
   ErrorSlot error;
   stream_.reset(zel_stream_new(map.get(), nullptr, error.address()));
-  ASSERT_NE(stream_, nullptr) << error.take().message;
+  ASSERT_NE(stream_, nullptr) << take_failure(error).message;
   for (int i = 0; i < buffers; ++i) {
     buffers_.emplace_back(zel_stream_buffer_alloc(stream_.get(), nullptr, error.address()));
-    ASSERT_NE(buffers_.back(), nullptr) << error.take().message;
+    ASSERT_NE(buffers_.back(), nullptr) << take_failure(error).message;
     ASSERT_TRUE(zel_stream_buffer_enqueue(stream_.get(), buffers_.back().get(), nullptr));
   }
 }
@@ -85,7 +82,7 @@ Failure CameraTest::refusal(std::initializer_list<Asked> asked) {
   ErrorSlot error;
   const StreamRef stream(zel_stream_new(map.get(), nullptr, error.address()));
   EXPECT_EQ(stream, nullptr);
-  return error.take();
+  return take_failure(error);
 }
 
 Seen look_at(zel_frame *frame) {
@@ -117,7 +114,7 @@ Seen CameraTest::fetch() {
   ErrorSlot error;
   const BufferRef buffer(zel_stream_get_buffer(stream_.get(), error.address()));
   if (buffer == nullptr) {
-    ADD_FAILURE() << "no frame: " << error.take().message;
+    ADD_FAILURE() << "no frame: " << take_failure(error).message;
     return {};
   }
   Seen seen = look_at(zel_buffer_get_frame(buffer.get()));
@@ -136,7 +133,7 @@ Failure CameraTest::fetch_failure() {
   ErrorSlot error;
   const BufferRef buffer(zel_stream_get_buffer(stream_.get(), error.address()));
   EXPECT_EQ(buffer, nullptr);
-  return error.take();
+  return take_failure(error);
 }
 
 std::vector<nlohmann::json> CameraTest::log(std::string_view kind) const {

@@ -14,6 +14,8 @@
 #include <variant>
 #include <vector>
 
+#include "tests/support/error_slot.h"
+#include "tests/support/files.h"
 #include "zel/zel.h"
 
 struct Unref {
@@ -37,20 +39,8 @@ struct Failure {
   int error_number = 0;
 };
 
-/// A slot for an error, and what was in it.
-class ErrorSlot {
- public:
-  ErrorSlot() = default;
-  ErrorSlot(const ErrorSlot &) = delete;
-  ErrorSlot &operator=(const ErrorSlot &) = delete;
-  ~ErrorSlot() { g_clear_error(&error_); }
-  GError **address() { return &error_; }
-  /// Empties the slot.
-  Failure take();
-
- private:
-  GError *error_ = nullptr;
-};
+/// What is in the slot, with errno; empties the slot.
+Failure take_failure(ErrorSlot &error);
 
 /// A frame as the client sees it.
 struct Seen {
@@ -80,7 +70,7 @@ class CameraTest : public ::testing::Test {
 
   /// Writes a key file with these lines after "[camera]" and the log's and record's names, and makes it the camera's.
   void configure(std::string_view lines);
-  std::string path(std::string_view name) const { return folder_ + "/" + std::string(name); }
+  std::string path(std::string_view name) const { return folder_ / std::string(name); }
 
   static MapRef request(std::initializer_list<Asked> asked);
 
@@ -105,7 +95,7 @@ class CameraTest : public ::testing::Test {
   std::vector<BufferRef> buffers_;
 
  private:
-  std::string folder_;
+  TempFolder folder_;
   int configurations_ = 0;
 };
 

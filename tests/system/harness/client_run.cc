@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 
 #include "harness/build_under_test.h"
 
@@ -95,6 +96,7 @@ ClientRun &ClientRun::terminal_session() {
 }
 
 ClientRun &ClientRun::preload(const std::filesystem::path &library) {
+  if (!std::filesystem::exists(library)) throw std::runtime_error(library.string() + " is not built");
   preload_ += (preload_.empty() ? "" : ":") + library.string();
   if (client_is_emulated()) {
     setup_.environment["QEMU_SET_ENV"] = "LD_PRELOAD=" + preload_;

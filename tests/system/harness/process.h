@@ -52,7 +52,7 @@ class Process {
   void write_stdin(const std::string &bytes) const;
   void close_stdin();
 
-  /// Looks at `holds` again and again while the child runs. False when the child ended, or the guard struck, first.
+  /// Calls `holds` repeatedly while the child runs. False when the child ended or its time was over first.
   bool wait_until(const std::function<bool()> &holds);
 
   /// Waits for the end; kills the child and fails the test when its time is over.
