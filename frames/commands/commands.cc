@@ -40,7 +40,7 @@ constexpr std::string_view kCaptures = R"(CAPTURE is one of
 
 constexpr std::string_view kStatuses = R"(Exit status:
   0                     done, and good
-  1                     check found something that fails
+  1                     check found something that fails, compare what is worse
   2                     the capture or the command line cannot be used
 
 zel-frames COMMAND --help shows the options of a command.

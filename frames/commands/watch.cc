@@ -37,7 +37,7 @@ class SavedText {
     if (path.empty()) return;
     const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (force ? O_TRUNC : O_EXCL);
     descriptor_ = open(path.c_str(), flags, 0666);
-    if (descriptor_ < 0 && errno == EEXIST) unusable("{}: is there already, --force writes over it", path);
+    if (descriptor_ < 0 && errno == EEXIST) unusable("{}: exists: --force writes over it", path);
     if (descriptor_ < 0) unusable("{}: {}", path, std::strerror(errno));
   }
   ~SavedText() {
@@ -97,11 +97,11 @@ int watch(const WatchOptions &options) {
     if (now < next) continue;
     next = now + period;
     if (on_terminal) {
-      screen.draw(other_lines, live_block(run, now, terminal_width()));
-      other_lines.clear();
+      screen.draw(other_lines, live_block(run, now, terminal_size().columns));
     } else if (run.capture().frames.count > 0) {
       put_line(options.json ? live_json(run, now) : live_line(run, now));
     }
+    other_lines.clear();
   }
   if (on_terminal) screen.draw(other_lines, {});
   const Capture &capture = run.capture();

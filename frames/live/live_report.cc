@@ -50,12 +50,12 @@ nlohmann::ordered_json figures_json(const LiveFigures &figures) {
 std::vector<std::string> live_block(LiveRun &run, Clock::time_point now, std::size_t width) {
   const LiveView view = run.view(now);
   std::vector<std::string> block;
-  block.push_back(fmt::format("{} frames  {:.0f} frames/s  {:.0f} kbit/s  {} gaps, {} frames missing", view.frames,
+  block.push_back(fmt::format("{} frames  {:.0f} frames/s  {:.0f} kbit/s  gaps {}, {} frames missing", view.frames,
                               view.rate, view.bitrate_bps / 1000, view.gaps, view.missing));
   block.push_back(fmt::format("distance us  1 s: {}", figures_text(view.last_second.distance)));
-  block.push_back(fmt::format("              run: {}", figures_text(view.whole_run.distance)));
+  block.push_back(fmt::format("             run: {}", figures_text(view.whole_run.distance)));
   block.push_back(fmt::format("latency us   1 s: {}", figures_text(view.last_second.latency)));
-  block.push_back(fmt::format("              run: {}", figures_text(view.whole_run.latency)));
+  block.push_back(fmt::format("             run: {}", figures_text(view.whole_run.latency)));
   const auto minute = run.minute(now);
   std::int64_t highest = 0;
   for (const auto &value : minute)
@@ -71,8 +71,8 @@ std::vector<std::string> live_block(LiveRun &run, Clock::time_point now, std::si
 std::string live_line(LiveRun &run, Clock::time_point now) {
   const LiveView view = run.view(now);
   return fmt::format(
-      "{} frames, {:.0f} frames/s, {:.0f} kbit/s, {} gaps, {} missing; distance us: {}; latency us: {}{}", view.frames,
-      view.rate, view.bitrate_bps / 1000, view.gaps, view.missing, figures_text(view.last_second.distance),
+      "{} frames, {:.0f} frames/s, {:.0f} kbit/s, gaps {}, {} frames missing; distance us: {}; latency us: {}{}",
+      view.frames, view.rate, view.bitrate_bps / 1000, view.gaps, view.missing, figures_text(view.last_second.distance),
       figures_text(view.last_second.latency), view.in_bursts ? "; in bursts (stdbuf -oL)" : "");
 }
 

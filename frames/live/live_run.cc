@@ -35,6 +35,10 @@ LiveFigures measure_frames(const FrameTable &frames, std::size_t from) {
 
 }  // namespace
 
+LiveRun::LiveRun(Clock::time_point start) : start_(start), filler_(capture_.frames) {
+  capture_.name.assign(1, '-');
+}
+
 std::int64_t LiveRun::second_of(Clock::time_point time) const {
   return std::chrono::duration_cast<seconds>(time - start_).count();
 }
@@ -104,9 +108,9 @@ LiveView LiveRun::view(Clock::time_point now) {
   while (!arrivals_.empty() && arrivals_.front().time + seconds(1) < now)
     arrivals_.pop_front();
   if (now >= next_measure_) {
+    const Clock::time_point begin = Clock::now();
     whole_run_ = measure_frames(frames, 0);
-    const Clock::time_point measured = Clock::now();
-    next_measure_ = now + (measured - std::min(now, measured)) * kMeasurePause;
+    next_measure_ = now + (Clock::now() - begin) * kMeasurePause;
   }
   const std::int64_t nominal = whole_run_.distance ? whole_run_.distance->p50 : 0;
   for (std::size_t i = std::max<std::size_t>(measured_gaps_, 1); i < frames.count; ++i) {

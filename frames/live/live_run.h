@@ -40,7 +40,7 @@ class LiveRun {
  public:
   static constexpr std::size_t kMinute = 60;  ///< seconds, of which the largest latency is kept each
 
-  explicit LiveRun(Clock::time_point start) : start_(start), filler_(capture_.frames) {}
+  explicit LiveRun(Clock::time_point start);
 
   /// Takes what one read gave. Lines that are no frame's are appended to `other_lines`.
   void take(const Piece &piece, std::vector<std::string> &other_lines);

@@ -21,10 +21,13 @@ std::size_t columns_of(std::string_view text) {
 
 }  // namespace
 
-std::size_t terminal_width() {
-  constexpr std::size_t kUsual = 80;
+TerminalSize terminal_size() {
+  TerminalSize result;
   winsize size = {};
-  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return result;
+  if (size.ws_col > 0) result.columns = size.ws_col;
+  if (size.ws_row > 0) result.rows = size.ws_row;
+  return result;
 }
 
 std::string_view first_columns(std::string_view text, std::size_t width) {
@@ -36,9 +39,8 @@ std::string_view first_columns(std::string_view text, std::size_t width) {
   return text.substr(0, end);
 }
 
-std::string Screen::cleared() const {
+std::string Screen::cleared(std::size_t width) const {
   // A narrower terminal has wrapped the lines that were drawn before.
-  const std::size_t width = terminal_width();
   std::size_t rows = 0;
   for (const std::size_t columns : drawn_)
     rows += std::max<std::size_t>(1, (columns + width - 1) / width);
@@ -46,26 +48,21 @@ std::string Screen::cleared() const {
 }
 
 void Screen::draw(const std::vector<std::string> &above, const std::vector<std::string> &block) {
-  const std::size_t width = terminal_width();
-  std::string text = cleared();
+  const TerminalSize size = terminal_size();
+  std::string text = cleared(size.columns);
   drawn_.clear();
   for (const std::string &line : above)
-    text.append(line).append("\n");
+    text.append(one_line(line)).append("\n");
   for (const std::string &line : block) {
-    const std::string_view shown = first_columns(line, width - 1);  // the last column would wrap on some terminals
+    if (drawn_.size() + 1 == size.rows) break;  // the cursor has a row of its own
+    const std::string_view shown =
+        first_columns(line, size.columns - 1);  // the last column would wrap on some terminals
     text.append(shown).append("\n");
     drawn_.push_back(columns_of(shown));
   }
   Output output;
   output.put(text);
   output.flush();
-}
-
-void Screen::clear() {
-  Output output;
-  output.put(cleared());
-  output.flush();
-  drawn_.clear();
 }
 
 }  // namespace frames

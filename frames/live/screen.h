@@ -9,8 +9,12 @@
 
 namespace frames {
 
-/// Columns of the terminal on standard output; 80 when it does not say.
-std::size_t terminal_width();
+/// Columns and rows of the terminal on standard output.
+struct TerminalSize {
+  std::size_t columns = 80;  ///< where it does not say
+  std::size_t rows = 24;     ///< likewise
+};
+TerminalSize terminal_size();
 
 /// The first `width` columns of a text in UTF-8 whose characters are one column wide.
 std::string_view first_columns(std::string_view text, std::size_t width);
@@ -19,14 +23,12 @@ std::string_view first_columns(std::string_view text, std::size_t width);
 /// restoring.
 class Screen {
  public:
-  /// Prints the lines above the block and draws the block again under them, each line cut to the terminal's width.
+  /// Prints the lines above the block and draws the block again under them, each line cut to the terminal's width. Of a
+  /// block that is higher than the terminal only the first lines are drawn. Control characters are shown as "?".
   void draw(const std::vector<std::string> &above, const std::vector<std::string> &block);
 
-  /// Takes the block away; the cursor stands where it began.
-  void clear();
-
  private:
-  std::string cleared() const;
+  std::string cleared(std::size_t width) const;
 
   std::vector<std::size_t> drawn_;  ///< columns of each line of the block as it stands
 };
