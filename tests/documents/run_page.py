@@ -11,7 +11,8 @@ runs on a terminal, where each key is pressed when the text before it has been s
 
 A manual page: every .EX block is a step.
 
-All steps run in one new folder, in order, and must succeed.
+All steps run in one new folder, in order, and must succeed. What needs another machine or a screen finds a program of
+the folder stand_ins in its place, and a screen that shows nothing.
 """
 
 import os
@@ -92,6 +93,9 @@ def main():
     items = files_and_steps(sys.argv[1])
     if not items:
         sys.exit(f"{sys.argv[1]} has no commands")
+    stand_ins = os.path.join(os.path.dirname(os.path.abspath(__file__)), "stand_ins")
+    os.environ["PATH"] = stand_ins + ":" + os.environ["PATH"]
+    os.environ.update(SDL_VIDEODRIVER="dummy", SDL_AUDIODRIVER="dummy")
     with tempfile.TemporaryDirectory() as parent:
         folder = os.path.join(parent, "steps")
         os.mkdir(folder)
