@@ -1,10 +1,16 @@
 """The rows of zel-frames in the table of scripts/bench."""
-from measuring import (BUILD, CLIENT, DISK, PROGRAMS, median_of, peak_memory, ratio_of, row, run, side_by_side)
+import re
+import statistics
+import subprocess
+
+from measuring import (BUILD, CLIENT, DISK, PROGRAMS, environment_of, median_of, microseconds, peak_memory, ratio_of,
+                       row, run, side_by_side)
 
 FRAMES = BUILD / "zel-frames"
 RECORDS = 10_000_000
 LINES = 1_000_000
 PICTURES = 20_000
+WATCHED = 600
 ROUNDS = 5
 # What docs/tutorial.md once did by hand: a sidecar as a table.
 TABLE = ("od -An -v -t u4 -w24 \"$0\" | awk 'NF == 6 "
@@ -73,7 +79,46 @@ def measure_memory(sidecar):
             "at most 64 B", each <= 64)
 
 
+def latencies(reader=None):
+    """A run of the client in real time, its text through a pipe into a reader that keeps it, or straight into a file:
+    median and 99th percentile of the latencies that its lines tell, in seconds."""
+    text = DISK / "watched.txt"
+    keys = DISK / "scripted.ini"
+    keys.write_text("[camera]\nproducer = scripted\n")
+    environment = environment_of({"ZEL_CAMERA": str(keys)}, stub=False)
+    client = ["/usr/bin/stdbuf", "-oL", CLIENT, "-n", str(WATCHED), "--framerate=200", "640", "360"]
+    with open(text, "wb") as kept:
+        if reader is None:
+            subprocess.run(client, env=environment, stdin=subprocess.DEVNULL, stdout=kept, check=True)
+        else:
+            writer = subprocess.Popen(client, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+            subprocess.run(reader, env=environment, stdin=writer.stdout, stdout=kept, check=True)
+            writer.stdout.close()
+            if writer.wait() != 0:
+                raise subprocess.CalledProcessError(writer.returncode, client)
+    if reader and "--save" in reader:
+        text = DISK / "saved.txt"
+    found = sorted(int(value) / 1e6 for value in re.findall(r"latency = +(\d+) µs", text.read_text()))
+    assert len(found) == WATCHED
+    return {"p50": statistics.median(found), "p99": found[WATCHED * 99 // 100]}
+
+
+def measure_watching():
+    """What watching a run costs the client that is watched: its latency beside a run alone, and one into cat."""
+    watch = [FRAMES, "watch", "--force", "--save", DISK / "saved.txt"]
+    watched, *others = side_by_side(lambda: latencies(watch), latencies, lambda: latencies(["/bin/cat"]),
+                                    rounds=ROUNDS)
+    for name, other in zip(("not watched", "into cat"), others):
+        ratio = ratio_of(watched, other, "p50")
+        row("latency of the client, 200 frames/s, with zel-frames watch, wall",
+            microseconds(median_of(watched, "p50")), f"{microseconds(median_of(other, 'p50'))} {name}",
+            f"{ratio:.2f}", "at most 1.05", ratio <= 1.05)
+        row("the same, 99th percentile", microseconds(median_of(watched, "p99")),
+            f"{microseconds(median_of(other, 'p99'))} {name}", f"{ratio_of(watched, other, 'p99'):.2f}", "", None)
+
+
 def measure_frames():
     sidecar, text, stream = make_captures()
     measure_speed(sidecar, text, stream)
     measure_memory(sidecar)
+    measure_watching()
