@@ -160,6 +160,8 @@ std::vector<Check> coded_frame_checks() {
   std::vector<Check> checks;
   for (const CodedCheck &check : kChecks) {
     for (const CodecRow &row : kCodecs) {
+      // Every frame of JPEG is a key frame that has all that it needs.
+      if (check.run == check_first_frame && row.codec == Codec::kJpeg) continue;
       checks.push_back({.name = std::string(check.name) + "/" + row.name,
                         .expects = check.expects,
                         .relies = check.relies,
