@@ -59,10 +59,11 @@ std::span<const Command> commands() {
 }
 
 std::string help_footer() {
-  std::string footer = std::string(kCaptures) + "\nExamples:\n";
+  std::string footer(kCaptures);
+  footer.append("\nExamples:\n");
   for (const Command &command : kCommands)
     footer.append("  ").append(command.job).append("\n    ").append(example_line(command));
-  return footer + "\n" + std::string(kStatuses);
+  return footer.append("\n").append(kStatuses);
 }
 
 std::string help_footer(const Command &command) {
