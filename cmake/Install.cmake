@@ -1,5 +1,5 @@
-# What cmake --install puts where. Components: "client", "frames", and "camera" with all that belongs to the software
-# camera.
+# What cmake --install puts where. Components: "client", "frames", "tools" with the programs for a real camera, and
+# "camera" with all that belongs to the software camera.
 #
 # The installed client has no path to any libzel: on a camera the loader finds the camera's own. The software camera
 # lies in a folder of its own, where the loader does not look; the command zel-software-camera points it there.
@@ -22,6 +22,7 @@ function(zel_install_program program component)
 endfunction()
 
 zel_install_program(zel-client client)
+zel_install_program(zel-compliance tools)
 if(TARGET zel-frames)
   zel_install_program(zel-frames frames)
 endif()

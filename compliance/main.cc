@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "compliance/program/options.h"
+#include "compliance/common/options.h"
 #include "compliance/program/report.h"
 #include "compliance/runner/child.h"
 

@@ -75,6 +75,13 @@ void write_option(std::ostream &out, const Option &option, const std::string &no
   write_note(out, note, notes);
 }
 
+/// One item as a tagged paragraph.
+void write_item(std::ostream &out, const Item &item) {
+  out << ".TP\n.B " << roff_text(item.name) << '\n';
+  for (const std::string &text : item.sentences)
+    out << sentence(text) << '\n';
+}
+
 bool is_listed(const Program &program, const Option &option) {
   return std::ranges::any_of(program.lists, [&option](const OptionList &list) {
     const auto listed = std::ranges::find(list.options, option.name, &Option::name);
@@ -105,13 +112,17 @@ bool write_manual(const Program &program, std::istream &page, std::ostream &out)
   Notes notes;
   std::string line;
   while (std::getline(page, line)) {
-    const auto is_named = [&line](const OptionList &list) { return line == "@" + list.name + "@"; };
+    const auto is_named = [&line](const auto &list) { return line == "@" + list.name + "@"; };
     const auto list = std::ranges::find_if(program.lists, is_named);
+    const auto items = std::ranges::find_if(program.items, is_named);
     if (line.starts_with(kAbout)) {
       notes[line.substr(kAbout.size())] = read_note(page);
     } else if (list != program.lists.end()) {
       for (const Option &option : list->options)
         write_option(out, option, option.name, notes);
+    } else if (items != program.items.end()) {
+      for (const Item &item : items->items)
+        write_item(out, item);
     } else if (line == "@commands@") {
       for (const Command &command : program.commands)
         if (!command.name.empty()) write_command(out, program, command, notes);

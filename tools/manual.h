@@ -6,7 +6,8 @@
 
 #include "program.h"
 
-/// Fills a template. The name of one of the program's lists between "@" on a line of its own becomes the list,
+/// Fills a template. The name of one of the program's lists, of options or of items, between "@" on a line of its own
+/// becomes the list,
 /// "@commands@" the commands with the options that are in no list, and "@version@" anywhere the version. A block
 ///
 ///     @about NAME

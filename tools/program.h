@@ -32,11 +32,23 @@ struct OptionList {
   std::vector<Option> options;
 };
 
+/// Something that the manual page tells in a list of its own kind.
+struct Item {
+  std::string name;
+  std::vector<std::string> sentences;  ///< without their full stops
+};
+
+struct ItemList {
+  std::string name;
+  std::vector<Item> items;
+};
+
 struct Program {
   std::string name;
   std::string version;
   std::vector<Command> commands;  ///< the program itself first, with all options that it takes without a command
   std::vector<OptionList> lists;
+  std::vector<ItemList> items = {};
 };
 
 /// Writes one of the documents of the program, as the arguments of this tool say: KIND OUTPUT [TEMPLATE]. Returns the

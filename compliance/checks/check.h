@@ -2,9 +2,7 @@
 #ifndef ZEL_COMPLIANCE_CHECK_H
 #define ZEL_COMPLIANCE_CHECK_H
 
-#include <cstdint>
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -21,18 +19,6 @@ struct Check {
   std::string group() const { return name.substr(0, name.find('.')); }
 };
 
-/// Ends a check: what was seen and what was expected.
-class Finding : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-/// Ends a check that this library cannot take: why.
-class Skip : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
 /// The checks of each group.
 std::vector<Check> library_checks();
 std::vector<Check> enumeration_checks();
@@ -47,9 +33,6 @@ std::vector<Check> time_checks();
 
 /// All checks, in the order in which they run. The first one is whether there is a library at all.
 std::vector<Check> all_checks();
-
-/// Adds a line to the report of the check that runs in this process: a figure, or what was seen.
-void note(const std::string &text);
 
 }  // namespace compliance
 

@@ -8,6 +8,7 @@
 
 #include "common/owned.h"
 #include "compliance/checks/check.h"
+#include "compliance/common/finding.h"
 #include "compliance/support/frame.h"
 #include "compliance/support/stream.h"
 #include "formats/bitstream.h"

@@ -9,6 +9,7 @@
 
 #include "common/owned.h"
 #include "compliance/checks/check.h"
+#include "compliance/common/finding.h"
 #include "compliance/support/request.h"
 #include "formats/stream_format.h"
 

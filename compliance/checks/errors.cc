@@ -8,6 +8,7 @@
 #include <string>
 
 #include "compliance/checks/check.h"
+#include "compliance/common/finding.h"
 #include "compliance/support/stream.h"
 
 namespace compliance {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "compliance/checks/check.h"
+#include "compliance/common/finding.h"
 
 namespace compliance {
 namespace {

@@ -12,6 +12,7 @@
 
 #include "common/owned.h"
 #include "compliance/checks/check.h"
+#include "compliance/common/finding.h"
 #include "compliance/support/stream.h"
 
 namespace compliance {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "compliance/checks/check.h"
+#include "compliance/common/finding.h"
 #include "compliance/support/stream.h"
 #include "formats/stream_format.h"
 

@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "compliance/checks/check.h"
-#include "compliance/program/options.h"
+#include "compliance/common/finding.h"
+#include "compliance/common/options.h"
 #include "compliance/support/frame.h"
 #include "compliance/support/stream.h"
 

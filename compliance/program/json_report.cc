@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "compliance/program/options.h"
+#include "compliance/common/options.h"
 #include "compliance/program/report.h"
 
 namespace compliance {

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "compliance/common/finding.h"
 #include "compliance/library/library.h"
 #include "compliance/runner/messages.h"
 

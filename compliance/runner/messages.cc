@@ -5,6 +5,8 @@
 
 #include <cerrno>
 
+#include "compliance/common/finding.h"
+
 namespace compliance {
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "compliance/checks/check.h"
+#include "compliance/common/finding.h"
 
 namespace compliance {
 

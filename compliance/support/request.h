@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "common/owned.h"
+#include "compliance/common/options.h"
 #include "compliance/library/library.h"
-#include "compliance/program/options.h"
 #include "zel/zel.h"
 
 namespace compliance {

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "compliance/checks/check.h"
+#include "compliance/common/finding.h"
 
 namespace compliance {
 namespace {

@@ -26,6 +26,13 @@ packets=$(ffprobe -v error -count_packets -select_streams v -show_entries stream
 status=0; "$root/bin/zel-software-camera" >/dev/null || status=$?
 [ $status -eq 2 ] || fail "the wrapper without a command gives $status"
 
+# zel-compliance finds no library by itself either, and nothing wrong in the one that it is given.
+if alone=$(env -u LD_LIBRARY_PATH "$root/bin/zel-compliance" --filter='Maps.*'); then
+  fail "zel-compliance found a libzel by itself"
+fi
+"$root/bin/zel-software-camera" "$root/bin/zel-compliance" --filter='Library.*:Maps.*' >/dev/null ||
+  fail "zel-compliance finds a fault in the software camera"
+
 # zel-frames needs no libzel, and reads what was recorded.
 if readelf -d "$root/bin/zel-frames" | grep 'libzel'; then fail "zel-frames needs libzel"; fi
 rows=$("$root/bin/zel-frames" list three.mkv)
@@ -45,6 +52,8 @@ cc program.c -o program "${flags[@]}"
 for file in share/man/man1/zel-client.1 share/man/man1/zel-software-camera.1 share/man/man5/zel-camera.5 \
     share/bash-completion/completions/zel-client share/bash-completion/completions/zel-software-camera \
     share/zsh/site-functions/_zel-client share/fish/vendor_completions.d/zel-client.fish \
+    share/man/man1/zel-compliance.1 share/bash-completion/completions/zel-compliance \
+    share/zsh/site-functions/_zel-compliance share/fish/vendor_completions.d/zel-compliance.fish \
     share/man/man1/zel-frames.1 share/bash-completion/completions/zel-frames \
     share/zsh/site-functions/_zel-frames share/fish/vendor_completions.d/zel-frames.fish; do
   [ -s "$root/$file" ] || fail "$file is missing"

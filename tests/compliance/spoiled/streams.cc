@@ -84,6 +84,10 @@ SPOILED gint zel_stream_get_event_fd(zel_stream *stream, GError **error) {
 
 SPOILED guint32 zel_stream_get_id(zel_stream *stream) {
   static guint32 calls = 0;
+  while (spoils("number-hangs"))
+    (void)pause();
+  if (spoils("number-crashes")) std::abort();
+  if (spoils("number-ends-the-process")) std::_Exit(3);
   return BEHIND(zel_stream_get_id)(stream) + (spoils("number-changes") ? 100 * ++calls : 0);
 }
 

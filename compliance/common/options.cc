@@ -1,5 +1,5 @@
 // The command line.
-#include "compliance/program/options.h"
+#include "compliance/common/options.h"
 
 #include <fnmatch.h>
 #include <getopt.h>

@@ -1,0 +1,36 @@
+// Libraries inside which a check's process stops, ends or waits for ever.
+#include <gtest/gtest.h>
+
+#include "compliance_run.h"
+#include "harness/build_under_test.h"
+
+namespace {
+
+/// Runs a check that is lost and another one; gives what was found of the lost one.
+std::string finding_of(const std::string &fault, const std::string &limit) {
+  Surroundings surroundings = {.library_folder = build_under_test().spoiled};
+  surroundings.environment["ZEL_SPOIL"] = fault;
+  const ComplianceRun run = run_compliance({"--filter=Streams.Id:Errors.Domain", "--size=64x64", limit}, surroundings);
+  EXPECT_EQ(run.result.status, 1);
+  EXPECT_EQ(run.checks("failed"), std::set<std::string>{"Streams.Id"}) << run.result.out;
+  EXPECT_EQ(run.checks("passed"), std::set<std::string>{"Errors.Domain"}) << run.result.out;
+  return run.texts.count("Streams.Id") != 0 ? run.texts.at("Streams.Id") : "";
+}
+
+}  // namespace
+
+// Catches a hang that is not ended, or that takes the other checks with it.
+TEST(Stuck, AHangIsAFinding) {
+  EXPECT_EQ(finding_of("number-hangs", "--limit=15"),
+            "the check took longer than 15 s; the last call was zel_stream_get_id, expected it to end\n");
+}
+
+TEST(Stuck, ACrashIsAFinding) {
+  EXPECT_EQ(finding_of("number-crashes", "--limit=400"),
+            "signal 6 (Aborted) ended the process; the last call was zel_stream_get_id, expected it to go on\n");
+}
+
+TEST(Stuck, AnEndOfTheProcessIsAFinding) {
+  EXPECT_EQ(finding_of("number-ends-the-process", "--limit=400"),
+            "the process ended with status 3; the last call was zel_stream_get_id, expected it to go on\n");
+}
