@@ -129,6 +129,15 @@ class Run {
     return low;
   }
 
+  /** Where the columns of pixels of a window begin, see first_frames(): the same for all series of the run. */
+  columns_of_pixels(window, columns) {
+    const key = [...window, columns].join();
+    if (this.pixels === undefined || this.pixels.key !== key) {
+      this.pixels = { key, places: first_frames(this.axis, this.first_at(window[0]), window, columns) };
+    }
+    return this.pixels.places;
+  }
+
   nearest(x) {
     const after = Math.min(this.first_at(x), this.count - 1);
     return after > 0 && x - this.axis[after - 1] < this.axis[after] - x ? after - 1 : after;

@@ -8,6 +8,7 @@ const MARKS = [
 ];
 const MARK_WIDTH = 12;  // pixels; marks that lie nearer together are shown as one with their number
 const MOST_AREAS = 4000;
+const REST_MS = 150;  // a window that stays for so long is drawn in full
 
 class Timeline {
   constructor(runs, by_time) {
@@ -21,6 +22,7 @@ class Timeline {
     this.least = by_time ? Math.max(end / Math.max(...runs.map((run) => run.count)) * 3, 2e-5) : 3;
     this.pinned = null;   // {run, frame}
     this.hovered = null;  // the same
+    this.drawn_at = 0;    // when show() drew last, by the clock of the page
     for (const run of runs) {
       run.marks = [];
       for (let i = 0; i < run.count; ++i) if (run.mark(i) !== 0) run.marks.push(i);
@@ -55,7 +57,12 @@ class Timeline {
     this.is_due = true;
     requestAnimationFrame(() => {
       this.is_due = false;
-      this.draw();
+      const now = performance.now();
+      const is_moving = now - this.drawn_at < REST_MS;
+      this.drawn_at = now;
+      this.draw(is_moving);
+      clearTimeout(this.rest);
+      if (is_moving) this.rest = setTimeout(() => this.draw(), REST_MS);
     });
   }
 
@@ -76,8 +83,8 @@ class Timeline {
     return x >= from && x <= to ? x : (from + to) / 2;
   }
 
-  draw() {
-    for (const pane of this.panes) pane.draw(this.window);
+  draw(is_moving = false) {
+    for (const pane of this.panes) pane.draw(this.window, is_moving);
     this.draw_lanes();
     this.place_lines();
     this.draw_span();
