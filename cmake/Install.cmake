@@ -27,6 +27,16 @@ if(TARGET zel-frames)
   zel_install_program(zel-frames frames)
 endif()
 
+# zel-record looks for these beside itself and here.
+set(zel_record_folder "${CMAKE_INSTALL_LIBDIR}/zel/record")
+install(TARGETS zel-record-shim LIBRARY DESTINATION "${zel_record_folder}" COMPONENT tools)
+if(TARGET zel-record-read)
+  zel_install_program(zel-record tools)
+  install(TARGETS zel-record-read RUNTIME DESTINATION "${zel_record_folder}" COMPONENT tools)
+else()
+  install(TARGETS zel-record RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+endif()
+
 if(ZEL_LIBRARY)
   return()
 endif()

@@ -38,6 +38,14 @@ if readelf -d "$root/bin/zel-frames" | grep 'libzel'; then fail "zel-frames need
 rows=$("$root/bin/zel-frames" list three.mkv)
 [ "$(wc -l <<<"$rows")" = 4 ] || fail "zel-frames lists: $rows"
 
+# zel-record finds its library and its reader, and records whichever of the two starts the other.
+"$root/bin/zel-software-camera" "$root/bin/zel-record" -o inner.zrec -- "$client" --frames=3 --quiet -o raw 320 180
+"$root/bin/zel-record" -o outer.zrec -- "$root/bin/zel-software-camera" "$client" --frames=3 --quiet -o raw 320 180
+for recording in inner.zrec outer.zrec; do
+  fetches=$("$root/bin/zel-record" show --calls zel_stream_get_buffer "$recording" | grep -c ' = buffer ')
+  [ "$fetches" = 3 ] || fail "$recording has $fetches frames"
+done
+
 # What a program needs that is built against the interface and run on the camera.
 PKG_CONFIG_PATH=$(dirname "$(find "$root" -name zel.pc)"); export PKG_CONFIG_PATH
 cat > program.c <<'EOT'
@@ -55,6 +63,8 @@ for file in share/man/man1/zel-client.1 share/man/man1/zel-software-camera.1 sha
     share/man/man1/zel-compliance.1 share/bash-completion/completions/zel-compliance \
     share/zsh/site-functions/_zel-compliance share/fish/vendor_completions.d/zel-compliance.fish \
     share/man/man1/zel-frames.1 share/bash-completion/completions/zel-frames \
-    share/zsh/site-functions/_zel-frames share/fish/vendor_completions.d/zel-frames.fish; do
+    share/zsh/site-functions/_zel-frames share/fish/vendor_completions.d/zel-frames.fish \
+    share/man/man1/zel-record.1 share/bash-completion/completions/zel-record \
+    share/zsh/site-functions/_zel-record share/fish/vendor_completions.d/zel-record.fish; do
   [ -s "$root/$file" ] || fail "$file is missing"
 done

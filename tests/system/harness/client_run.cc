@@ -118,6 +118,11 @@ ClientRun &ClientRun::clock(const std::vector<ClockReading> &frames) {
   return preload(preload_library("fake_clock"));
 }
 
+ClientRun &ClientRun::under(const std::vector<std::string> &command) {
+  before_ = command;
+  return *this;
+}
+
 ClientRun &ClientRun::guard(std::chrono::seconds longest) {
   setup_.guard = longest;
   return *this;
@@ -126,6 +131,7 @@ ClientRun &ClientRun::guard(std::chrono::seconds longest) {
 void ClientRun::start(const std::vector<std::string> &arguments) {
   write_file(beside("camera"), camera_.text());
   setup_.command = words_of(std::getenv("ZEL_TEST_WRAPPER"));
+  setup_.command.insert(setup_.command.end(), before_.begin(), before_.end());
   const std::vector<std::string> &emulator = build_under_test().emulator;
   setup_.command.insert(setup_.command.end(), emulator.begin(), emulator.end());
   setup_.command.push_back(program_);

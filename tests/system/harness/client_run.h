@@ -58,6 +58,7 @@ class ClientRun {
   ClientRun &terminal_session();           ///< a session of its own whose terminal is the descriptor
   ClientRun &preload(const std::filesystem::path &library);   ///< LD_PRELOAD; may be given several times
   ClientRun &clock(const std::vector<ClockReading> &frames);  ///< the client's clocks, one reading a frame
+  ClientRun &under(const std::vector<std::string> &command);  ///< words before the client's; behind ZEL_TEST_WRAPPER's
   ClientRun &guard(std::chrono::seconds longest);             ///< default 120 s
 
   /// Runs to the end.
@@ -84,6 +85,7 @@ class ClientRun {
   ProcessSetup setup_;
   std::filesystem::path program_ = client_program();
   std::string preload_;
+  std::vector<std::string> before_;  ///< words of under()
   std::unique_ptr<Process> process_;
 };
 

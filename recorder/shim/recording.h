@@ -1,0 +1,106 @@
+// What the shim's parts share: whether it records, the thread that it is on, and writing an item.
+#ifndef ZEL_RECORDER_RECORDING_H
+#define ZEL_RECORDER_RECORDING_H
+
+#include <time.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+
+#include "formats/cbor.h"
+#include "formats/recording.h"
+#include "recorder/shim/ring.h"
+
+namespace recorder {
+
+/// What one thread of the program is doing. Signal handlers look at it and change it for as long as they run.
+struct DumpText;
+
+struct ThreadState {
+  std::uint32_t number = 0;     ///< from 1; 0: not counted yet
+  bool inside = false;          ///< in a call of the library: what the library itself calls does not cross
+  const char *doing = nullptr;  ///< the call that the program made, or "poll"; null: none
+  DumpText *dump = nullptr;     ///< collects what is printed on standard output; null: nothing does
+};
+
+extern constinit thread_local ThreadState thread_state;
+
+/// Whether calls are written down. Set by the start, cleared for good by what ends the recording.
+extern std::atomic<bool> recording_is_on;
+
+/// Whether chunks keep their bytes. Set by the start.
+extern bool keep_pictures;
+
+extern Ring ring;
+
+/// This thread's number.
+std::uint32_t thread_number();
+
+/// ns of CLOCK_MONOTONIC since the recording's start.
+std::uint64_t elapsed_ns();
+
+/// Counts an item that had no room.
+void count_lost(std::size_t size);
+
+/// Wakes the writing thread when the ring is filling.
+void wake_writer_when_filling();
+
+/// Counts bytes only.
+struct CountingSink {
+  std::size_t size = 0;
+  void put(const void *, std::size_t count) { size += count; }
+};
+
+/// Writes into the ring.
+struct RingSink {
+  Ring::Place place;
+  void put(const void *bytes, std::size_t count) { ring.put(place, bytes, count); }
+};
+
+/// Writes an item: `encode` is called twice, first with a sink that counts, and must put the same both times. Safe in
+/// signal handlers as long as `encode` is. Returns false when there was no room.
+template <typename Encode>
+bool write_item(const Encode &encode) {
+  CountingSink count;
+  encode(count);
+  RingSink sink;
+  if (!ring.reserve(count.size, sink.place)) {
+    count_lost(count.size);
+    return false;
+  }
+  encode(sink);
+  ring.commit(sink.place);
+  wake_writer_when_filling();
+  return true;
+}
+
+/// A key and the number that it holds.
+template <typename Sink, std::integral Number>
+void put_field(Sink &sink, std::string_view key, Number number) {
+  formats::put_cbor_text(sink, key);
+  formats::put_cbor_number(sink, number);
+}
+
+/// A key and the text that it holds.
+template <typename Sink>
+void put_text_field(Sink &sink, std::string_view key, std::string_view text) {
+  formats::put_cbor_text(sink, key);
+  formats::put_cbor_text(sink, text);
+}
+
+/// Restores errno at the end of what must not change it.
+class ErrnoKept {
+ public:
+  ErrnoKept() : number_(errno) {}
+  ~ErrnoKept() { errno = number_; }
+  ErrnoKept(const ErrnoKept &) = delete;
+  ErrnoKept &operator=(const ErrnoKept &) = delete;
+
+ private:
+  int number_;
+};
+
+}  // namespace recorder
+
+#endif

@@ -1,0 +1,50 @@
+// Putting zel-record before the client.
+#include "harness/recorder_run.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "harness/build_under_test.h"
+
+std::filesystem::path recorder_file(const std::string &name) {
+  return build_under_test().client.parent_path() / name;
+}
+
+void record(ClientRun &run, const std::filesystem::path &recording, const std::vector<std::string> &options) {
+  if (!client_is_emulated()) {
+    std::vector<std::string> words = {recorder_file("zel-record"), "-o", recording};
+    words.insert(words.end(), options.begin(), options.end());
+    words.emplace_back("--");
+    run.under(words);
+    return;
+  }
+  write_file(recording, "");
+  run.preload(recorder_file("libzel-record.so"));
+  run.environment("ZEL_RECORD_FILE", recording);
+  for (const std::string &option : options) {
+    if (option == "--no-pictures") run.environment("ZEL_RECORD_NO_PICTURES", "1");
+    if (option.starts_with("--max-size=")) run.environment("ZEL_RECORD_MAX_SIZE", option.substr(option.find('=') + 1));
+  }
+}
+
+RunResult read_recording(const std::vector<std::string> &arguments, const std::filesystem::path &folder) {
+  std::vector<std::string> command = build_under_test().emulator;
+  command.push_back(recorder_file("zel-record-read"));
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return run_tool(command, folder);
+}
+
+std::vector<nlohmann::json> recorded_items(const std::filesystem::path &recording,
+                                           const std::vector<std::string> &options) {
+  std::vector<std::string> arguments = {"show", "--json", recording};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  const RunResult result = read_recording(arguments);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  std::vector<nlohmann::json> items;
+  std::istringstream lines(result.out);
+  for (std::string line; std::getline(lines, line);)
+    items.push_back(nlohmann::json::parse(line));
+  return items;
+}
