@@ -6,8 +6,11 @@
 #include <exception>
 #include <initializer_list>
 #include <new>
+#include <span>
 #include <string_view>
+#include <type_traits>
 
+#include "api/replayed.h"
 #include "api/session.h"
 #include "common/errors.h"
 
@@ -48,6 +51,27 @@ Result guarded(const Answer<Result> &answer, GError **error, const Work &work) {
   }
 }
 
+/// Stands for the result of a call that returns nothing.
+struct Nothing {};
+
+/// A call in a session that answers from a recording.
+template <typename Result, typename Work>
+Result replay_call(Session &session, std::string_view name, const Answer<Result> &answer, GError **error,
+                   std::span<const LogField> arguments, const Work &work) {
+  const ReplayedCall found = find_replayed(session, name, arguments, error);
+  if (found.does_work) return work(error);
+  if (found.item == nullptr) return answer.failed;
+  const int number = errno;
+  Result result = answer.failed;
+  if constexpr (std::is_same_v<Result, Nothing>) {
+    repeat_replayed(*found.item);
+  } else {
+    give_replayed(session, *found.item, result);
+  }
+  errno = number;
+  return result;
+}
+
 /// Runs a call in `session`: faults, work, log line. To be called inside guarded(). An error that is in `error` already
 /// stays.
 template <typename Result, typename Work>
@@ -56,7 +80,13 @@ Result run_call_in(Session &session, std::string_view name, CallKind kind, const
   const bool logged = session.log.is_open() && (kind == CallKind::kOrdinary || session.config.log_getters);
   GError *own = nullptr;
   GError **slot = error != nullptr && *error == nullptr ? error : (logged ? &own : nullptr);
-  if (!logged && session.call_script.is_empty()) return guarded(answer, slot, work);
+  const auto make = [&] {
+    return guarded(answer, slot, [&](GError **own_slot) {
+      if (session.replay == nullptr) return static_cast<Result>(work(own_slot));
+      return replay_call(session, name, answer, own_slot, std::span(arguments.begin(), arguments.size()), work);
+    });
+  };
+  if (!logged && session.call_script.is_empty()) return make();
 
   const int errno_before = errno;
   const CallFault *fault = begin_call(session, name);
@@ -66,7 +96,7 @@ Result run_call_in(Session &session, std::string_view name, CallKind kind, const
     number = apply_fault(*fault, slot);
   } else {
     errno = errno_before;
-    result = guarded(answer, slot, work);
+    result = make();
     number = errno;
   }
   if (logged) {
@@ -113,8 +143,6 @@ inline constexpr Answer<guint64> kUnsigned64{0, [](const guint64 &number) -> Log
 inline constexpr Answer<gdouble> kDouble{0, [](const gdouble &number) -> LogValue { return number; },
                                          [](const gdouble &) { return false; }};
 
-/// Stands for the result of a call that returns nothing.
-struct Nothing {};
 inline constexpr Answer<Nothing> kNothing{
     {}, [](const Nothing &) -> LogValue { return nullptr; }, [](const Nothing &) { return false; }};
 

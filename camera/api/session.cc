@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <mutex>
 
@@ -51,6 +52,12 @@ Session::Session(const char *name)
   }
   if (problem.empty() && !config.record.empty() && !recorder.open(config.record)) {
     problem = "Camera configuration " + path + ": [camera] record: " + config.record + ": " + std::strerror(errno);
+  }
+  if (!problem.empty() || config.recording.empty()) return;
+  try {
+    replay = std::make_unique<Replay>(config.recording, config.pacing);
+  } catch (const std::exception &why) {
+    problem = "Camera configuration " + path + ": [camera] recording: " + why.what();
   }
 }
 

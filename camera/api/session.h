@@ -4,9 +4,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "api/call_script.h"
+#include "api/replayed.h"
 #include "config/key_file.h"
 #include "log/log.h"
 #include "log/recorder.h"
@@ -25,6 +27,8 @@ struct Session {
   Log log;
   Recorder recorder;
   CallScript call_script;
+  std::unique_ptr<Replay> replay;  ///< what answers instead of the camera; null: nothing does
+  ReplayedBuffers replayed_buffers;
   std::atomic<std::uint32_t> maps = 0;     ///< maps made so far
   std::atomic<std::uint32_t> streams = 0;  ///< streams made so far
   std::atomic<std::uint32_t> buffers = 0;  ///< buffers made so far

@@ -11,6 +11,7 @@ namespace camera {
 StreamState::~StreamState() {
   engine.reset();
   queue.reset();
+  if (session != nullptr && session->replay != nullptr) session->replayed_buffers.release();
   if (session != nullptr) session->log.write("release", {{"object", "stream"}, {"id", std::uint64_t{number}}});
 }
 
@@ -331,12 +332,20 @@ ZEL_EXPORT zel_buffer *zel_stream_get_buffer(zel_stream *stream, GError **error)
 
 ZEL_EXPORT gboolean zel_stream_buffer_unref(zel_stream *stream, zel_buffer **buffer, GError **error) {
   zel_buffer *held = buffer != nullptr ? *buffer : nullptr;
-  return run_call("zel_stream_buffer_unref", CallKind::kOrdinary, kSuccess, error,
-                  {{"stream", shown(stream)}, {"buffer", shown(held)}}, [&](GError **slot) -> gboolean {
-                    if (!check(stream, slot)) return FALSE;
-                    if (held == nullptr) return fail_with(EINVAL, slot, kErrorMissing, "No buffer provided");
-                    *buffer = nullptr;
-                    g_object_unref(held);
-                    return TRUE;
-                  });
+  const gboolean done = run_call("zel_stream_buffer_unref", CallKind::kOrdinary, kSuccess, error,
+                                 {{"stream", shown(stream)}, {"buffer", shown(held)}}, [&](GError **slot) -> gboolean {
+                                   if (!check(stream, slot)) return FALSE;
+                                   if (held == nullptr)
+                                     return fail_with(EINVAL, slot, kErrorMissing, "No buffer provided");
+                                   *buffer = nullptr;
+                                   g_object_unref(held);
+                                   return TRUE;
+                                 });
+  const bool is_replayed =
+      done != FALSE && held != nullptr && *buffer == held;  // the reference is dropped all the same
+  if (is_replayed) {
+    *buffer = nullptr;
+    g_object_unref(held);
+  }
+  return done;
 }

@@ -159,10 +159,18 @@ Value read_word(const Word<Value> (&words)[count], std::string_view text) {
 }
 
 void set_source(CameraConfig &config, SourceKind kind, std::string_view text) {
-  if (config.source != SourceKind::kTestPicture) throw Unreadable("the only one of graph, file and device");
+  if (config.source != SourceKind::kTestPicture || !config.recording.empty())
+    throw Unreadable("the only one of graph, file and device");
   if (text.empty()) throw Unreadable("a text");
   config.source = kind;
   config.source_text = text;
+}
+
+/// A recording is in place of every source and of the producers.
+void set_recording(CameraConfig &config, std::string_view text) {
+  if (config.source != SourceKind::kTestPicture) throw Unreadable("the only one of recording, graph, file and device");
+  if (text.empty()) throw Unreadable("a text");
+  config.recording = text;
 }
 
 template <typename Target>
@@ -173,10 +181,15 @@ struct Key {
 
 constexpr Key<CameraConfig> kCameraKeys[] = {
     {"pacing", [](CameraConfig &c, std::string_view t) { c.pacing = read_word(kPacings, t); }},
-    {"producer", [](CameraConfig &c, std::string_view t) { c.producer = read_word(kProducers, t); }},
+    {"producer",
+     [](CameraConfig &c, std::string_view t) {
+       c.producer = read_word(kProducers, t);
+       c.has_producer = true;
+     }},
     {"graph", [](CameraConfig &c, std::string_view t) { set_source(c, SourceKind::kGraph, t); }},
     {"file", [](CameraConfig &c, std::string_view t) { set_source(c, SourceKind::kFile, t); }},
     {"device", [](CameraConfig &c, std::string_view t) { set_source(c, SourceKind::kDevice, t); }},
+    {"recording", [](CameraConfig &c, std::string_view t) { set_recording(c, t); }},
     {"log", [](CameraConfig &c, std::string_view t) { c.log = t; }},
     {"record", [](CameraConfig &c, std::string_view t) { c.record = t; }},
     {"log_getters", [](CameraConfig &c, std::string_view t) { c.log_getters = read_truth(t); }},
@@ -284,6 +297,8 @@ void read_groups(GKeyFile *file, CameraConfig &config) {
       throw Unreadable("[" + std::string(name) + "]: unknown group");
     }
   }
+  if (!config.recording.empty() && config.has_producer)
+    throw Unreadable("[camera] recording: a recording has no producer");
 }
 
 }  // namespace

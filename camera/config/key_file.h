@@ -72,8 +72,10 @@ struct FrameFault {
 struct CameraConfig {
   Pacing pacing = Pacing::kRealTime;
   ProducerKind producer = ProducerKind::kGenerated;
+  bool has_producer = false;  ///< the file names one
   SourceKind source = SourceKind::kTestPicture;
   std::string source_text;  ///< the graph, file name or device name of the source
+  std::string recording;    ///< file name of what answers all calls; empty: the camera does
   std::string log;          ///< file name; empty: no log
   std::string record;       ///< file name; empty: frames are not recorded
   bool log_getters = true;

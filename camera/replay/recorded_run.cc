@@ -1,0 +1,151 @@
+// Sorting a recording's items by objects and threads.
+#include "replay/recorded_run.h"
+
+#include <algorithm>
+
+namespace camera {
+namespace {
+
+using formats::CallClass;
+using formats::ItemKind;
+using formats::RecordedValue;
+using formats::RecordingItem;
+
+/// Made-up bytes are really made.
+constexpr std::uint64_t kLargestChunk = std::uint64_t{1} << 30U;
+
+bool is_step(const RecordingItem &call) {
+  switch (call.row().kind) {
+    case CallClass::kGetter:
+      return false;
+    case CallClass::kFetch: {
+      constexpr std::int64_t kNothingToFetch = 13;
+      const RecordedValue *error = call.fields.find(formats::kKeyError);
+      const RecordedValue *code = error != nullptr ? error->find(formats::kErrorCode) : nullptr;
+      if (code != nullptr) return code->as_integer() != kNothingToFetch;
+      if (!call.gave()->is_null()) return true;
+      if (call.row().name == "zel_stream_get_event") return false;
+      // To a program that takes no error only errno tells.
+      constexpr std::int64_t kAgain = 11;
+      return call.text(formats::kKeySlot) != formats::kSlotNone || call.number(formats::kKeyErrno) != kAgain;
+    }
+    case CallClass::kStep:
+      break;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::uint32_t object_of(const formats::RecordedCall &row, const RecordedValue::List &arguments) {
+  const bool is_object = !row.arguments.empty() && std::string_view("msb").find(row.arguments[0]) != std::string::npos;
+  return is_object && !arguments.empty() ? static_cast<std::uint32_t>(arguments[0].as_unsigned().value_or(0)) : 0;
+}
+
+RecordedRun::RecordedRun(const std::string &path) : path_(path) {
+  formats::RecordingReader reader(path);
+  while (std::optional<RecordingItem> item = reader.next())
+    add(*std::move(item));
+  end_threads();
+}
+
+void RecordedRun::add(RecordingItem item) {
+  if (item.kind == ItemKind::kLost) throw std::runtime_error(path_ + ": items are lost in it: it cannot be replayed");
+  if (item.kind == ItemKind::kCall) add_call(std::move(item));
+  if (item.kind == ItemKind::kSignal) {
+    threads_[item.thread].signals.push_back({static_cast<int>(item.number(formats::kItemSignal).value_or(0)),
+                                             item.at_ns, std::string(item.text(formats::kKeyDuring))});
+  }
+}
+
+void RecordedRun::add_call(RecordingItem item) {
+  const RecordingItem &call = calls_.emplace_back(std::move(item));
+  ThreadSoFar &thread = threads_[call.thread];
+  for (const Waiting &signal : thread.signals) {
+    if (signal.during == call.row().name) {
+      during_[&call].push_back(signal.number);
+    } else {
+      between_.push_back({signal.number, signal.at_ns, thread.last, &call, signal.during == formats::kDuringPoll});
+    }
+  }
+  thread = {&call, {}};
+
+  objects_[object_of(call.row(), call.arguments())].push_back({&call, is_step(call)});
+  const RecordedValue *gave = call.gave();
+  if (call.row().name == "zel_stream_get_buffer" && !gave->is_null()) {
+    const auto buffer = static_cast<std::uint32_t>(*gave->as_unsigned());
+    objects_[buffer].push_back({});
+    chunks_[buffer].clear();
+  }
+  if (call.row().result == 'c') note_chunk(call);
+  if (call.row().result == 't' && gave->find(formats::kTypeValues) != nullptr) {
+    types_.emplace(*gave->find(formats::kTypeName)->as<std::string>(),
+                   gave->find(formats::kTypeValues)->as<RecordedValue::List>());
+  }
+}
+
+void RecordedRun::note_chunk(const RecordingItem &call) {
+  const RecordedValue &gave = *call.gave();
+  std::vector<const RecordingItem *> &earlier = chunks_[object_of(call.row(), call.arguments())];
+  const RecordedValue *again = gave.find(formats::kChunkAgain);
+  const std::uint64_t number = again != nullptr ? again->as_unsigned().value_or(UINT64_MAX) : UINT64_MAX;
+  if (number < earlier.size()) again_.emplace(&call, earlier[static_cast<std::size_t>(number)]);
+  earlier.push_back(&call);
+  const RecordedValue *data = gave.find(formats::kChunkData);
+  if (data != nullptr && !data->is_null()) return;
+  const std::uint64_t size = gave.find(formats::kChunkSize)->as_unsigned().value_or(0);
+  if (size > kLargestChunk) throw std::runtime_error(path_ + ": a chunk of " + std::to_string(size) + " bytes");
+  made_up_.resize(std::max(made_up_.size(), static_cast<std::size_t>(size) + 1));
+}
+
+/// What no call came behind: signals in calls that never returned, and those that came at the end.
+void RecordedRun::end_threads() {
+  made_up_.resize(std::max<std::size_t>(made_up_.size(), 1));
+  for (const auto &[number, thread] : threads_) {
+    for (const Waiting &signal : thread.signals) {
+      if (formats::call_number(signal.during) != formats::kRecordedCalls.size()) {
+        unreturned_.push_back(signal);
+      } else {
+        between_.push_back({signal.number, signal.at_ns, thread.last, nullptr, true});
+      }
+    }
+  }
+}
+
+const std::vector<RecordedEvent> &RecordedRun::events_of(std::uint32_t object) const {
+  static const std::vector<RecordedEvent> none;
+  const auto found = objects_.find(object);
+  return found != objects_.end() ? found->second : none;
+}
+
+const std::vector<int> &RecordedRun::signals_in(const RecordingItem &call) const {
+  static const std::vector<int> none;
+  const auto found = during_.find(&call);
+  return found != during_.end() ? found->second : none;
+}
+
+std::vector<int> RecordedRun::signals_in_unreturned(std::string_view name) const {
+  std::vector<int> numbers;
+  for (const Waiting &signal : unreturned_) {
+    if (signal.during == name) numbers.push_back(signal.number);
+  }
+  return numbers;
+}
+
+RecordedBytes RecordedRun::bytes_of(const RecordingItem &call) const {
+  const auto again = again_.find(&call);
+  if (again != again_.end() && again->second != &call) return bytes_of(*again->second);
+  const RecordedValue &gave = *call.gave();
+  const auto size = static_cast<std::size_t>(gave.find(formats::kChunkSize)->as_unsigned().value_or(0));
+  const RecordedValue *data = gave.find(formats::kChunkData);
+  const auto *bytes = data != nullptr ? data->as<RecordedValue::Bytes>() : nullptr;
+  if (bytes != nullptr && !bytes->empty()) return {bytes->data(), size};
+  return {data != nullptr && data->is_null() ? nullptr : made_up_.data(), size};
+}
+
+const RecordedValue::List *RecordedRun::values_of_type(const std::string &name) const {
+  const auto found = types_.find(name);
+  return found != types_.end() ? found->second : nullptr;
+}
+
+}  // namespace camera
