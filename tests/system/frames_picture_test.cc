@@ -20,7 +20,7 @@ struct PictureSource {
   std::vector<std::string> more = {};  ///< ffmpeg's further arguments
 };
 
-/// Whether the pixels are ffmpeg's. An emulated program has the conversions of another processor, which round otherwise.
+/// Whether the pixels are ffmpeg's. An emulated program converts as another processor does, and rounds otherwise.
 bool is_ffmpegs(const std::string &pixels, const std::string &ffmpegs) {
   if (!client_is_emulated() || pixels.size() != ffmpegs.size()) return pixels == ffmpegs;
   constexpr int kMostRounding = 4;

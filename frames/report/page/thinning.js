@@ -82,7 +82,7 @@ class Extremes {
 }
 
 /**
- * Where the columns of pixels of a window begin in an axis: the first frame of each, and of what lies behind the window.
+ * Where the columns of pixels of a window begin in an axis: the first frame of each, and the one behind the window.
  */
 function first_frames(axis, first, window, columns) {
   const [from, to] = window;
