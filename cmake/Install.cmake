@@ -25,6 +25,8 @@ zel_install_program(zel-client client)
 zel_install_program(zel-compliance tools)
 if(TARGET zel-frames)
   zel_install_program(zel-frames frames)
+  install(TARGETS zel-frames-codec-module zel-frames-container-module
+    LIBRARY DESTINATION "${zel_modules}" COMPONENT frames)
 endif()
 
 # zel-record looks for these beside itself and here.

@@ -8,10 +8,6 @@
 #include "frames/common/unusable.h"
 #include "frames/print/output.h"
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 namespace {
 
 int fail(const std::string &text) {
@@ -23,7 +19,6 @@ int fail(const std::string &text) {
 
 int main(int argc, char **argv) {
   std::signal(SIGPIPE, SIG_IGN);  // a reader that leaves is seen where it is written to
-  av_log_set_level(AV_LOG_QUIET);
   try {
     return frames::parse_command_line(argc, argv)();
   } catch (const frames::ClosedPipe &) {

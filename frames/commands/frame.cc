@@ -7,8 +7,7 @@
 #include "frames/commands/command.h"
 #include "frames/common/output_file.h"
 #include "frames/common/unusable.h"
-#include "frames/media/picture.h"
-#include "frames/media/png.h"
+#include "frames/media/picture_file.h"
 #include "frames/print/output.h"
 #include "frames/print/written.h"
 
@@ -37,7 +36,7 @@ std::vector<std::uint8_t> own_bytes(const Capture &capture, std::size_t frame) {
 
 /// What goes into the file, as its name says.
 std::vector<std::uint8_t> contents(const Capture &capture, std::size_t frame, const std::string &path) {
-  if (path == "-" || has_suffix(path, ".png")) return png_of(*picture_of(capture, frame));
+  if (path == "-" || has_suffix(path, ".png")) return png_of_frame(capture, frame);
   const bool is_jpeg = has_suffix(path, ".jpg") || has_suffix(path, ".jpeg");
   if (is_jpeg && require_codec(capture) != formats::Codec::kJpeg) {
     unusable("{}: frame {}: is {}, only a JPEG stream's frames are JPEG files: .png makes a picture of any",

@@ -112,12 +112,6 @@ std::uint64_t write_matroska(const Movie &movie, OutputFile &file) {
 
 }  // namespace
 
-std::optional<Container> container_named(std::string_view path) {
-  if (path.ends_with(".mkv")) return Container::kMatroska;
-  if (path.ends_with(".mp4")) return Container::kMp4;
-  return std::nullopt;
-}
-
 std::uint64_t write_movie(Capture &capture, const FrameRange &range, Container container, OutputFile &file) {
   require_bytes(capture);
   require_times(capture);

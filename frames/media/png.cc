@@ -5,6 +5,8 @@
 #include <new>
 
 #include "frames/common/unusable.h"
+#include "frames/media/picture.h"
+#include "frames/media/picture_file.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -103,6 +105,10 @@ std::vector<std::uint8_t> png_of(const AVFrame &picture) {
   require(avcodec_send_frame(encoder.get(), nullptr));
   require(avcodec_receive_packet(encoder.get(), packet.get()));
   return {packet->data, packet->data + packet->size};
+}
+
+std::vector<std::uint8_t> png_of_frame(const Capture &capture, std::size_t frame) {
+  return png_of(*picture_of(capture, frame));
 }
 
 }  // namespace frames

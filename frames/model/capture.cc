@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "formats/bitstream.h"
+#include "frames/common/progress.h"
 #include "frames/common/unusable.h"
 
 namespace frames {
@@ -71,8 +72,16 @@ void find_keys(Capture &capture) {
     return;
   }
   const std::unique_ptr<FrameReader> reader = capture.open_bytes(capture);
-  for (std::size_t i = 0; i < frames.count; ++i)
+  Progress progress(frames.count);
+  for (std::size_t i = 0; i < frames.count; ++i) {
     frames.key.set(i, is_key(*reader, *capture.codec, i, frames.size[i]) ? 1 : 0);
+    progress.at(i);
+  }
+}
+
+bool needs_picture_size(const Capture &capture) {
+  return capture.width == 0 && capture.has_bytes() && capture.frames.count > 0 && capture.codec &&
+         !formats::is_uncompressed(*capture.codec);
 }
 
 }  // namespace frames

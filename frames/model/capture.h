@@ -110,6 +110,9 @@ std::optional<std::size_t> key_frame_before(const Capture &capture, FrameReader 
 /// of each frame.
 void find_keys(Capture &capture);
 
+/// Whether the picture's size is not known and can be found in the frames' bytes.
+bool needs_picture_size(const Capture &capture);
+
 /// Finds the picture's size in the first parameter sets or picture, if the bytes are there and nothing has told it yet.
 void find_picture_size(Capture &capture);
 

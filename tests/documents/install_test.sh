@@ -37,6 +37,8 @@ fi
 if readelf -d "$root/bin/zel-frames" | grep 'libzel'; then fail "zel-frames needs libzel"; fi
 rows=$("$root/bin/zel-frames" list three.mkv)
 [ "$(wc -l <<<"$rows")" = 4 ] || fail "zel-frames lists: $rows"
+"$root/bin/zel-frames" frame 2 -o two.png three.mkv >/dev/null
+if readelf -d "$root/bin/zel-frames" | grep 'NEEDED.*libav'; then fail "zel-frames loads FFmpeg when it starts"; fi
 
 # zel-record finds its library and its reader, and records whichever of the two starts the other.
 "$root/bin/zel-software-camera" "$root/bin/zel-record" -o inner.zrec -- "$client" --frames=3 --quiet -o raw 320 180
