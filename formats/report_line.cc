@@ -1,8 +1,10 @@
 // Reading the client's frame lines back.
 #include "formats/report_line.h"
 
+#include <algorithm>
 #include <concepts>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 
 namespace formats {
@@ -19,9 +21,12 @@ class Cursor {
 
   bool at_end() const { return rest_.empty(); }
 
-  bool skip(std::string_view literal) {
-    if (!rest_.starts_with(literal)) return false;
-    rest_.remove_prefix(literal.size());
+  /// A template, so that each comparison is of a length that the compiler knows.
+  template <std::size_t N>
+  bool skip(const char (&literal)[N]) {
+    constexpr std::size_t kLength = N - 1;  // without the terminator
+    if (rest_.size() < kLength || std::memcmp(rest_.data(), literal, kLength) != 0) return false;
+    rest_.remove_prefix(kLength);
     return true;
   }
 
@@ -91,10 +96,13 @@ class Cursor {
     constexpr std::size_t kFitting = std::numeric_limits<Number>::digits10;  // so many digits always fit
     const char *const begin = rest_.data();
     const char *const end = begin + rest_.size();
+    const char *const fitting = begin + std::min(kFitting, rest_.size());
     const char *place = begin;
-    for (value = 0; place != end && is_digit(*place); ++place) {
+    for (value = 0; place != fitting && is_digit(*place); ++place)
+      value = static_cast<Number>(value * 10 + static_cast<Number>(*place - '0'));
+    for (; place != end && is_digit(*place); ++place) {
       const auto digit = static_cast<Number>(*place - '0');
-      if (static_cast<std::size_t>(place - begin) >= kFitting && !can_append(value, digit)) return false;
+      if (!can_append(value, digit)) return false;
       value = static_cast<Number>(value * 10 + digit);
     }
     const auto length = static_cast<std::size_t>(place - begin);
@@ -157,8 +165,10 @@ bool read_debug(Cursor &cursor, ReportLine &result) {
 }  // namespace
 
 ReportParse parse_report_line(std::string_view line, ReportLine &result) {
-  Cursor cursor(line.ends_with('\r') ? line.substr(0, line.size() - 1) : line);
-  if (!cursor.skip(kReportPrefix)) return ReportParse::kOther;
+  if (!line.starts_with(kReportPrefix)) return ReportParse::kOther;
+  line.remove_prefix(kReportPrefix.size());
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  Cursor cursor(line);
   result = {};
   const bool numbered = cursor.number(4, result.sequence) && cursor.skip(", ");
   const bool read = numbered && (cursor.skip("type = ")   ? read_default(cursor, result)

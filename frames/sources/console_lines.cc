@@ -18,6 +18,7 @@ constexpr std::size_t kMostTypes = 256;
 void TableFiller::take(const formats::ReportLine &line) {
   if (line.size > std::numeric_limits<std::uint32_t>::max()) unusable("a frame of {} bytes", line.size);
   const std::size_t number = frames_.count;
+  if (number == kMostFrames) unusable("more than {} frames", kMostFrames);
   if (line.shape == formats::ReportShape::kDefault) {
     frames_.type_name.set(number, name_index(line.type));
   } else {
@@ -49,11 +50,12 @@ void TableFiller::set_column(std::size_t number, const formats::ReportLine &line
 
 std::uint16_t TableFiller::name_index(std::string_view name) {
   std::vector<std::string> &names = frames_.type_names;
+  if (last_name_ < names.size() && names[last_name_] == name) return last_name_;
   for (std::size_t i = 0; i < names.size(); ++i)
-    if (names[i] == name) return static_cast<std::uint16_t>(i);
+    if (names[i] == name) return last_name_ = static_cast<std::uint16_t>(i);
   if (names.size() == kMostTypes) unusable("more than {} types of frames", kMostTypes);
   names.emplace_back(name);
-  return static_cast<std::uint16_t>(names.size() - 1);
+  return last_name_ = static_cast<std::uint16_t>(names.size() - 1);
 }
 
 }  // namespace frames

@@ -2,6 +2,7 @@
 #ifndef ZEL_FRAMES_SOURCES_CONSOLE_LINES_H
 #define ZEL_FRAMES_SOURCES_CONSOLE_LINES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -9,6 +10,9 @@
 #include "frames/model/capture.h"
 
 namespace frames {
+
+/// Frames of one text, 13 days at 30 a second: a pipe that does not end must not take all memory.
+inline constexpr std::size_t kMostFrames = std::size_t{1} << 25U;
 
 /// Adds a frame for every report line; times are its distances summed up from 0. Throws Unusable for what no run
 /// prints.
@@ -24,6 +28,7 @@ class TableFiller {
 
   FrameTable &frames_;
   std::int64_t time_us_ = 0;
+  std::uint16_t last_name_ = 0;  ///< of the last frame, an index in its names: most frames have that of the one before
 };
 
 }  // namespace frames

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "captures.h"
+#include "frames/sources/console_lines.h"
 
 namespace {
 
@@ -170,4 +171,26 @@ TEST_F(FramesConsole, GivesTimesToACaptureWithout) {
     text.replace(text.find(size), 9, "size = 4");
   write_bytes(folder / "run.txt", text);
   EXPECT_EQ(frames::open_capture(options).frames.time_us[1], 40'000);
+}
+
+// Catches a pipe without an end that takes memory until there is none.
+TEST(FramesTableFiller, StopsAtTheMostFrames) {
+  frames::FrameTable table;
+  table.count = frames::kMostFrames;
+  frames::TableFiller filler(table);
+  try {
+    filler.take({});
+    ADD_FAILURE() << "one frame more is taken";
+  } catch (const frames::Unusable &error) {
+    EXPECT_STREQ(error.what(), "more than 33554432 frames");
+  }
+}
+
+// Catches options that are ignored.
+TEST_F(FramesConsole, TakesNoSidecar) {
+  frames::CaptureOptions options = joined(kLatency);
+  options.meta = folder / "a.h264.meta";
+  options.capture = options.log;
+  options.log = "";
+  EXPECT_NE(unusable_text(options).find("run.txt: a console text takes no sidecar (--meta)"), std::string::npos);
 }
