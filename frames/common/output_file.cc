@@ -47,6 +47,11 @@ std::string name_by_descriptor(int descriptor) {
   return fmt::format("/proc/self/fd/{}", descriptor);
 }
 
+/// False where the file system cannot do it.
+bool exchange_files(const std::string &one, const std::string &other) noexcept {
+  return renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0;
+}
+
 }  // namespace
 
 OutputFile::OutputFile(std::string path, bool force, std::span<const std::string> inputs)
@@ -147,12 +152,7 @@ void OutputFile::drop_temporary_name() noexcept {
 
 void OutputFile::appear() {
   if (is_device_) return;
-  if (force_) {
-    if (temporary_.empty()) take_temporary_name();
-    if (rename(temporary_.c_str(), target_.c_str()) != 0) fail(path_);
-    forget_temporary(std::exchange(temporary_, {}));
-    return;
-  }
+  if (force_) return replace();
   // A link, unlike a rename, never replaces a file that has come in the meantime.
   const std::string now = name_to_open();
   if (linkat(AT_FDCWD, now.c_str(), AT_FDCWD, target_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
@@ -166,22 +166,47 @@ void OutputFile::appear() {
   is_published_ = true;
 }
 
+void OutputFile::replace() {
+  if (temporary_.empty()) take_temporary_name();
+  struct stat status = {};
+  const bool exists = lstat(target_.c_str(), &status) == 0;
+  if (exists && S_ISREG(status.st_mode) && exchange_files(temporary_, target_)) {
+    holds_old_ = true;
+    return;
+  }
+  if (rename(temporary_.c_str(), target_.c_str()) != 0) fail(path_);
+  forget_temporary(std::exchange(temporary_, {}));
+  is_published_ = !exists;
+  lost_old_ = exists;
+}
+
 void OutputFile::withdraw() noexcept {
   if (is_published_) (void)unlink(target_.c_str());
-  is_published_ = false;
+  if (holds_old_ && !exchange_files(temporary_, target_)) lost_old_ = true;
+  is_published_ = holds_old_ = false;
+}
+
+void OutputFile::settle() noexcept {
+  if (std::exchange(holds_old_, false)) drop_temporary_name();
 }
 
 void publish(std::initializer_list<OutputFile *> files) {
   for (OutputFile *file : files)
     file->finish();
+  const HeldSignals held;
   try {
     for (OutputFile *file : files)
       file->appear();
-  } catch (...) {
-    for (OutputFile *file : files)
+  } catch (const Unusable &error) {
+    std::string replaced;
+    for (OutputFile *file : files) {
       file->withdraw();
-    throw;
+      if (file->lost_old_) replaced += fmt::format("; {} is replaced already", file->path_);
+    }
+    unusable("{}{}", error.what(), replaced);
   }
+  for (OutputFile *file : files)
+    file->settle();
 }
 
 }  // namespace frames

@@ -45,7 +45,9 @@ class OutputFile {
   void write_out(std::span<const std::uint8_t> bytes);
   void finish();
   void appear();
+  void replace();
   void withdraw() noexcept;
+  void settle() noexcept;
   void take_temporary_name();
   void drop_temporary_name() noexcept;
 
@@ -53,13 +55,16 @@ class OutputFile {
   std::string target_;  ///< path_ with symbolic links followed
   bool force_ = false;
   bool is_device_ = false;
-  bool is_published_ = false;
+  bool is_published_ = false;  ///< under a name that was free
+  bool holds_old_ = false;     ///< the hidden name is that of the file that was replaced
+  bool lost_old_ = false;      ///< the file that was replaced is gone
   int descriptor_ = -1;
   std::string temporary_;  ///< the hidden name; empty: none
   std::vector<std::uint8_t> buffer_;
 };
 
-/// Gives complete files their names, all of them or none.
+/// Gives complete files their names, all of them or none: when one cannot get its name, those that were replaced come
+/// back. Where the file system cannot exchange two files, the message says which were replaced.
 void publish(std::initializer_list<OutputFile *> files);
 
 }  // namespace frames

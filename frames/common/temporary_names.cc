@@ -52,6 +52,18 @@ void remember(const std::string &path) {
 
 }  // namespace
 
+HeldSignals::HeldSignals() {
+  sigset_t held;
+  (void)sigemptyset(&held);
+  for (const int signal_number : kSignals)
+    (void)sigaddset(&held, signal_number);
+  (void)pthread_sigmask(SIG_BLOCK, &held, &before_);
+}
+
+HeldSignals::~HeldSignals() {
+  (void)pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
 std::string temporary_name(const std::string &target) {
   static std::atomic<unsigned> count = 0;
   const std::size_t slash = target.rfind('/');

@@ -2,9 +2,22 @@
 #ifndef ZEL_FRAMES_COMMON_TEMPORARY_NAMES_H
 #define ZEL_FRAMES_COMMON_TEMPORARY_NAMES_H
 
+#include <csignal>
 #include <string>
 
 namespace frames {
+
+/// While it lives, the signals that remove temporary names wait.
+class HeldSignals {
+ public:
+  HeldSignals();
+  ~HeldSignals();
+  HeldSignals(const HeldSignals &) = delete;
+  HeldSignals &operator=(const HeldSignals &) = delete;
+
+ private:
+  sigset_t before_{};
+};
 
 /// Creates and opens a file with a new hidden name in the folder of `target`, with the rights of any new file. SIGHUP,
 /// SIGINT and SIGTERM remove it before they end the process, unless they are ignored. Returns its descriptor and sets

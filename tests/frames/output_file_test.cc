@@ -128,6 +128,41 @@ TEST_F(OutputFiles, AppearTogetherOrNotAtAll) {
   EXPECT_EQ(get("out.meta"), "somebody else's");
 }
 
+// Catches a pair of which one file is new and the other is not.
+TEST_F(OutputFiles, AreReplacedTogetherOrNotAtAll) {
+  put("out", "old frames");
+  put("out.meta", "old records");
+  {
+    OutputFile stream(path("out"), true, {});
+    OutputFile sidecar(path("out.meta"), true, {});
+    write(stream, "frames");
+    write(sidecar, "records");
+    std::filesystem::remove(path("out.meta"));
+    std::filesystem::create_directory(path("out.meta"));
+    try {
+      publish({&stream, &sidecar});
+      ADD_FAILURE() << "a folder was replaced";
+    } catch (const frames::Unusable &error) {
+      EXPECT_EQ(error.what(), path("out.meta") + ": Is a directory");
+    }
+  }
+  EXPECT_EQ(get("out"), "old frames");
+  EXPECT_THAT(names(), ElementsAre("out", "out.meta"));
+}
+
+// Catches the old files, or their hidden names, that stay.
+TEST_F(OutputFiles, LeaveNothingOfThePairThatTheyReplace) {
+  put("out", "old frames");
+  OutputFile stream(path("out"), true, {});
+  OutputFile sidecar(path("out.meta"), true, {});
+  write(stream, "frames");
+  write(sidecar, "records");
+  publish({&stream, &sidecar});
+  EXPECT_EQ(get("out"), "frames");
+  EXPECT_EQ(get("out.meta"), "records");
+  EXPECT_THAT(names(), ElementsAre("out", "out.meta"));
+}
+
 TEST_F(OutputFiles, GoIntoFoldersThatAreThere) {
   EXPECT_EQ(refusal(".", true), path(".") + ": is a folder");
   EXPECT_EQ(refusal("none/out", false), path("none/out") + ": No such file or directory");
