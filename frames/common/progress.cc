@@ -20,19 +20,19 @@ void put(const std::string &text) {
 
 }  // namespace
 
-Progress::Progress(std::size_t total)
-    : total_(total), is_shown_(isatty(STDERR_FILENO) == 1), due_(Clock::now() + kQuiet) {}
+Progress::Progress(std::uint64_t total, const char *unit)
+    : total_(total), unit_(unit), is_shown_(isatty(STDERR_FILENO) == 1), due_(Clock::now() + kQuiet) {}
 
 Progress::~Progress() {
   if (is_printed_) put(kEraseLine);
 }
 
-void Progress::show(std::size_t done) {
+void Progress::show(std::uint64_t done) {
   const Clock::time_point now = Clock::now();
   if (now < due_) return;
   due_ = now + kBetween;
   is_printed_ = true;
-  put(fmt::format("{}{} of {} frames", kEraseLine, done, total_));
+  put(fmt::format("{}{} of {} {}", kEraseLine, done, total_, unit_));
 }
 
 }  // namespace frames

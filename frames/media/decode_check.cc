@@ -10,6 +10,7 @@
 
 #include "formats/bitstream.h"
 #include "formats/report_line.h"
+#include "frames/common/progress.h"
 #include "frames/common/unusable.h"
 #include "frames/media/decoder.h"
 
@@ -62,6 +63,7 @@ class DecodeChecker {
       : capture_(capture), findings_(findings), decoder_(capture), reader_(capture.open_bytes(capture)) {}
 
   void run() {
+    Progress progress(capture_.frames.count);
     for (std::size_t i = 0; i < capture_.frames.count; ++i) {
       const std::span<const std::uint8_t> bytes = reader_->read(i);
       (void)messages_.fresh();  // reading may have had some of its own
@@ -71,6 +73,7 @@ class DecodeChecker {
       if (!taken || messages_.fresh()) pending_.back().is_faulty = true;
       while (pending_.size() > kMostPending)
         judge_oldest();
+      progress.at(i);
     }
     decoder_.end();
     take_pictures();

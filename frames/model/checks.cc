@@ -9,6 +9,7 @@
 
 #include "formats/bitstream.h"
 #include "formats/units.h"
+#include "frames/common/progress.h"
 
 namespace frames {
 namespace {
@@ -162,8 +163,11 @@ void check_frames(const Capture &capture, Findings &findings) {
   }
   FrameChecker checker(capture, findings);
   if (formats::is_uncompressed(*capture.codec) && !frames.header.any()) return;
-  for (std::size_t i = 0; i < frames.count; ++i)
+  Progress progress(frames.count);
+  for (std::size_t i = 0; i < frames.count; ++i) {
     checker.check(i);
+    progress.at(i);
+  }
 }
 
 void check_times(const Capture &capture, const Statistics &statistics, Findings &findings) {

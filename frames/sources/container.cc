@@ -7,6 +7,7 @@
 
 #include "formats/bitstream.h"
 #include "formats/cue_text.h"
+#include "frames/common/progress.h"
 #include "frames/common/unusable.h"
 #include "frames/media/demuxer.h"
 #include "frames/media/raw_frames.h"
@@ -202,9 +203,12 @@ Capture open_container(const CaptureOptions &options) {
   Times times;
   std::uint64_t end = 0;
   bool ends_with_frame = false;
+  constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20U;
+  Progress progress(File(capture.name).size() / kMebibyte, "MiB");
   while (demuxer.next(packet.get())) {
     const std::int64_t pts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
     end = demuxer.place();
+    progress.at(end / kMebibyte);
     ends_with_frame = demuxer.is_video(packet.get());
     if (ends_with_frame) {
       add_frame(capture, converter, packet.get());

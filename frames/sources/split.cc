@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "formats/bitstream.h"
+#include "frames/common/progress.h"
 #include "frames/common/unusable.h"
 #include "frames/media/demuxer.h"
 #include "frames/sources/source.h"
@@ -67,7 +68,10 @@ void split_coded(Capture &capture, const CaptureOptions &options) {
   Demuxer demuxer(capture.name, capture.parts, demuxer_of(*capture.codec));
   const PacketPtr packet(av_packet_alloc());
   std::uint64_t offset = 0;
+  constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20U;
+  Progress progress(capture.raw_bytes() / kMebibyte, "MiB");
   while (demuxer.next(packet.get())) {
+    progress.at(offset / kMebibyte);
     const std::span<const std::uint8_t> bytes(packet->data, static_cast<std::size_t>(packet->size));
     const bool is_key = formats::frame_key(*capture.codec, bytes, true) == formats::KeyState::kKey;
     add_frame(capture, options.fps, offset, static_cast<std::uint32_t>(bytes.size()), is_key);
