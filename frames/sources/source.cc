@@ -38,9 +38,11 @@ Capture open_by_kind(const CaptureOptions &options) {
 void forbid_unused(const CaptureOptions &options, const Capture &capture) {
   const bool is_timed_by_rate = capture.kind == SourceKind::kRaw && !capture.has_sidecar;
   if (options.fps && !is_timed_by_rate) unusable("{}: has times of its own, --fps is not needed", options.capture);
-  if (!options.meta.empty() && !capture.has_sidecar) {
-    unusable("{}: a {} takes no sidecar (--meta)", options.capture,
-             capture.kind == SourceKind::kConsole ? "console text" : "sidecar");
+  if (!options.meta.empty() && capture.kind == SourceKind::kConsole) {
+    unusable("{}: a console text takes no sidecar (--meta)", options.capture);
+  }
+  if (!options.meta.empty() && capture.kind == SourceKind::kSidecar) {
+    unusable("{}: is a sidecar itself, --meta names that of a stream", options.capture);
   }
   if (!options.log.empty() && capture.kind == SourceKind::kConsole) {
     unusable("{}: is a console text itself, --log joins one to another kind of capture", options.capture);

@@ -62,6 +62,13 @@ TEST_F(FramesSidecar, Alone) {
   EXPECT_TRUE(capture.findings.kept().empty());
 }
 
+// Catches an option that is ignored.
+TEST_F(FramesSidecar, AloneTakesNoOther) {
+  write("a.meta", sidecar_bytes(kRecords));
+  EXPECT_EQ(unusable_text({.capture = folder / "a.meta", .meta = folder / "a.meta"}),
+            folder / "a.meta" + ": is a sidecar itself, --meta names that of a stream");
+}
+
 // Catches a recording without frames that is refused, and what is no sidecar that is not.
 TEST_F(FramesSidecar, WithoutRecords) {
   write("closed.meta", trailer_bytes(0));
