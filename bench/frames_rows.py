@@ -11,6 +11,8 @@ RECORDS = 10_000_000
 LINES = 1_000_000
 PICTURES = 20_000
 WATCHED = 600
+SMALL_PICTURES = 1_000_000
+FEW = 1000
 ROUNDS = 5
 # What docs/tutorial.md once did by hand: a sidecar as a table.
 TABLE = ("od -An -v -t u4 -w24 \"$0\" | awk 'NF == 6 "
@@ -22,15 +24,32 @@ def captures(kind, file, count, environment=None):
     return file
 
 
-def make_captures():
-    """A sidecar, a console text, and 1080p H.264 with its sidecar, coded by the software camera and repeated."""
+def code(name, count, *arguments):
+    """H.264 as the software camera codes it, with its sidecar."""
     keys = DISK / "camera.ini"
     keys.write_text("[camera]\npacing = virtual\n")
-    coded = DISK / "coded.h264"
-    run([CLIENT, "-q", "-m", "-n", 120, "-o", coded, "--framerate=30", "--rc.mode=vbr", "-b", 3932160, 1920, 1080],
+    coded = DISK / name
+    run([CLIENT, "-q", "-m", "-n", count, "-o", coded, "--framerate=30", "--rc.mode=vbr", *arguments],
         environment={"ZEL_CAMERA": str(keys)}, stub=False)
+    return {"ZEL_STUB_STREAM": str(coded)}
+
+
+def make_captures():
+    """A sidecar, a console text, and 1080p H.264 with its sidecar, coded by the software camera and repeated."""
+    coded = code("coded.h264", 120, "-b", 3932160, 1920, 1080)
     return (captures("sidecar", DISK / "long.meta", RECORDS), captures("text", DISK / "run.txt", LINES),
-            captures("stream", DISK / "long.h264", PICTURES, {"ZEL_STUB_STREAM": str(coded)}))
+            captures("stream", DISK / "long.h264", PICTURES, coded))
+
+
+def make_movies():
+    """Matroska files of a few small frames and of many."""
+    coded = code("small-coded.h264", 300, "-b", 20000, 64, 64)
+    movies = []
+    for count in (FEW, SMALL_PICTURES):
+        stream = captures("stream", DISK / f"small-{count}.h264", count, coded)
+        movies.append(stream.with_suffix(".mkv"))
+        run([FRAMES, "mux", "-o", movies[-1], stream], stub=False)
+    return movies
 
 
 def seconds(value):
@@ -70,12 +89,12 @@ def measure_speed(sidecar, text, stream):
             {"ZEL_STUB_STREAM": str(stream)})
 
 
-def measure_memory(sidecar):
-    few = captures("sidecar", DISK / "short.meta", 1000)
+def measure_memory(what, few, many, count):
+    """Rows for what a frame adds to the peak: `many` has `count` frames, `few` has FEW."""
     for name, command in (("list", ["list", "--csv"]), ("stats", ["stats"]), ("check", ["check"])):
-        start, peak = (peak_memory([FRAMES, *command, file], {}) for file in (few, sidecar))
-        each = (peak - start) * 1024 / (RECORDS - 1000)
-        row(f"memory a frame, {name} of a sidecar", f"{each:.1f} B", f"{start / 1024:.1f} MiB at the start", "",
+        start, peak = (peak_memory([FRAMES, *command, file], {}) for file in (few, many))
+        each = (peak - start) * 1024 / (count - FEW)
+        row(f"memory a frame, {name} of {what}", f"{each:.1f} B", f"{start / 1024:.1f} MiB at the start", "",
             "at most 64 B", each <= 64)
 
 
@@ -120,5 +139,6 @@ def measure_watching():
 def measure_frames():
     sidecar, text, stream = make_captures()
     measure_speed(sidecar, text, stream)
-    measure_memory(sidecar)
+    measure_memory("a sidecar", captures("sidecar", DISK / "short.meta", FEW), sidecar, RECORDS)
+    measure_memory("a Matroska file", *make_movies(), SMALL_PICTURES)
     measure_watching()

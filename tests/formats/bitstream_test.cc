@@ -195,6 +195,32 @@ TEST(ParameterSets, AllOfThem) {
   EXPECT_TRUE(formats::has_parameter_sets(Codec::kRgb, {}));
 }
 
+// Catches a frame that is only kept for later ones and taken for one that is shown, or the other way round.
+TEST(FrameShown, Av1) {
+  const Bytes hidden_key = obu(6, {0x00, 0x22});
+  const Bytes hidden_frame = obu(3, {0x20, 0x22});  // type 1
+  const auto shown = [](const Bytes &bytes) { return formats::frame_is_shown(Codec::kAv1, bytes); };
+  for (const Bytes &frame : {kKeyFrame, kInterFrame, kIntraOnlyFrame, kShownAgainFrame}) {
+    EXPECT_TRUE(shown(joined({kDelimiter, frame})));
+    EXPECT_TRUE(shown(joined({kDelimiter, hidden_frame, frame}))) << "one of them is enough";
+    EXPECT_TRUE(shown(joined({kDelimiter, frame, hidden_frame}))) << "one of them is enough";
+  }
+  EXPECT_FALSE(shown(joined({kDelimiter, kSequence, hidden_key})));
+  EXPECT_FALSE(shown(joined({kDelimiter, hidden_frame})));
+  EXPECT_FALSE(shown(joined({hidden_frame, hidden_key})));
+  EXPECT_TRUE(shown(joined({kDelimiter, kStillSequence, hidden_key}))) << "its headers do not say";
+  EXPECT_TRUE(shown(joined({kDelimiter, obu(6, {}), kSequence}))) << "no frame says that it is hidden";
+  EXPECT_TRUE(shown({}));
+}
+
+// Catches pictures of codecs that show every frame that are not asked for.
+TEST(FrameShown, OtherCodecs) {
+  for (const Codec codec : {Codec::kH264, Codec::kH265, Codec::kJpeg, Codec::kNv12, Codec::kRgb}) {
+    EXPECT_TRUE(formats::frame_is_shown(codec, obu(6, {0x00, 0x22})));
+    EXPECT_TRUE(formats::frame_is_shown(codec, {}));
+  }
+}
+
 // Catches other bytes taken for a frame's beginning, and start codes of three bytes that are refused.
 TEST(FrameStart, NalUnits) {
   for (unsigned header = 0; header < 256; ++header) {
