@@ -143,6 +143,7 @@ void check_picture_sizes(const Capture &capture, Findings &findings) {
 
 void check_decoding(const Capture &capture, Findings &findings) {
   if (!capture.has_bytes()) unusable("{}: --decode: the frames' bytes are not there", capture.name);
+  if (capture.frames.count == 0) return;
   if (capture.codec && formats::is_uncompressed(*capture.codec)) {
     check_picture_sizes(capture, findings);
   } else {

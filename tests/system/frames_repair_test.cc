@@ -120,6 +120,7 @@ TEST_F(FramesRepair, NothingIsAWholeCaptureToo) {
   EXPECT_EQ(repair("out", "cap", true).out, "{\"frames\":0,\"dropped_frames\":0,\"dropped_bytes\":0}\n");
   EXPECT_EQ(read_file(run.file("out")), "");
   EXPECT_EQ(read_file(run.file("out.meta")), std::string(4, '\0'));
+  EXPECT_EQ(run_frames({"check", "--decode", "cap"}, run.folder()).out, "cap: 0 frames, no faults, no notes\n");
 }
 
 // Catches whole frames of a cut Matroska file that are lost, and times that are the container's milliseconds.
