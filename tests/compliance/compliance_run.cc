@@ -35,7 +35,10 @@ ComplianceRun run_compliance(const std::vector<std::string> &arguments, const Su
   setup.environment["ZEL_CAMERA"] = key_file;
   for (const auto &[name, value] : surroundings.environment)
     setup.environment[name] = value;
-  if (!surroundings.library_folder.empty()) setup.environment["LD_LIBRARY_PATH"] = surroundings.library_folder;
+  // A sanitizer opens libraries in the program's place, and does not know the program's path to the camera.
+  const bool is_given = !surroundings.library_folder.empty();
+  setup.environment["LD_LIBRARY_PATH"] =
+      is_given ? surroundings.library_folder.string() : build_under_test().camera.parent_path().string();
   setup.guard = std::chrono::seconds(1500);
   ComplianceRun run;
   run.result = Process(setup).wait();
