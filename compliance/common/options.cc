@@ -142,6 +142,7 @@ const std::vector<OptionRow> &option_rows() {
 
 bool parse_command_line(int argc, char **argv) {
   std::vector<option> known;
+  known.reserve(takers.size() + 1);
   for (const Taker &taker : takers) {
     const bool has_value = *taker.row.value != '\0';
     known.push_back({taker.row.name, has_value ? required_argument : no_argument, nullptr, 0});

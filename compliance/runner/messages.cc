@@ -19,7 +19,7 @@ void send_messages_to(int descriptor) {
 }
 
 void send_message(MessageKind kind, const std::string &text) {
-  const std::string message = static_cast<char>(kind) + std::string(text.c_str()) + '\0';
+  const std::string message = static_cast<char>(kind) + text.substr(0, text.find('\0')) + '\0';
   std::size_t sent = 0;
   while (pipe_end >= 0 && sent < message.size()) {
     const ssize_t written = write(pipe_end, message.data() + sent, message.size() - sent);
