@@ -1,6 +1,5 @@
 // Streams: buffers, descriptors, blocking, order of calls, misuse.
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/time.h>
 
 #include <atomic>
@@ -16,32 +15,7 @@ namespace {
 class StreamTest : public CameraTest {
  protected:
   StreamTest() { configure("pacing=virtual\nproducer=scripted"); }
-
-  int descriptor() { return zel_stream_get_fd(stream_.get(), nullptr); }
-  void wait_readable() {
-    pollfd one{descriptor(), POLLIN, 0};
-    ASSERT_EQ(poll(&one, 1, -1), 1);
-  }
 };
-
-// A client that polls must neither miss a frame nor spin: readable exactly while a frame waits.
-TEST_F(StreamTest, TheDescriptorIsReadableWhileAFrameWaits) {
-  create({{"socket.blocking", false}}, 2);
-  EXPECT_FALSE(is_readable(descriptor()));
-  start();
-  BufferRef taken[2];
-  for (BufferRef &buffer : taken) {
-    wait_readable();
-    buffer.reset(zel_stream_get_buffer(stream_.get(), nullptr));
-    ASSERT_NE(buffer, nullptr);
-  }
-  EXPECT_FALSE(is_readable(descriptor()));
-  EXPECT_EQ(fetch_failure().code, 13);
-  ASSERT_TRUE(zel_stream_buffer_enqueue(stream_.get(), taken[0].get(), nullptr));
-  wait_readable();
-  stop();
-  EXPECT_FALSE(is_readable(descriptor()));
-}
 
 // What a non-blocking client tells "nothing yet" by.
 TEST_F(StreamTest, WithoutBlockingNothingToFetchIsCode13) {
