@@ -3,6 +3,7 @@
 
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "formats/cbor_item.h"
 
@@ -49,7 +50,7 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
     if (open_.empty()) {
       result_.emplace(RecordedValue{std::forward<Held>(value)});
     } else if (open_.back().is_map) {
-      open_.back().fields.emplace_back(std::move(open_.back().key), RecordedValue{std::forward<Held>(value)});
+      open_.back().fields.push_back({std::move(open_.back().key), RecordedValue{std::forward<Held>(value)}});
     } else {
       open_.back().list.emplace_back(RecordedValue{std::forward<Held>(value)});
     }
@@ -71,6 +72,10 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
 };
 
 }  // namespace
+
+bool RecordedValue::operator==(const RecordedValue &other) const {
+  return held == other.held;
+}
 
 std::optional<std::uint64_t> RecordedValue::as_unsigned() const {
   const auto *number = as<std::uint64_t>();

@@ -7,11 +7,12 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
 #include <vector>
 
 namespace formats {
+
+struct RecordedField;
 
 struct RecordedValue {
   struct Null {
@@ -19,12 +20,12 @@ struct RecordedValue {
   };
   using Bytes = std::vector<std::uint8_t>;
   using List = std::vector<RecordedValue>;
-  using Fields = std::vector<std::pair<std::string, RecordedValue>>;
+  using Fields = std::vector<RecordedField>;
 
   /// A number that is not negative is unsigned.
   std::variant<Null, bool, std::uint64_t, std::int64_t, double, std::string, Bytes, List, Fields> held;
 
-  bool operator==(const RecordedValue &) const = default;
+  bool operator==(const RecordedValue &other) const;
 
   bool is_null() const { return std::holds_alternative<Null>(held); }
 
@@ -43,6 +44,16 @@ struct RecordedValue {
   /// The value under a key; null when this is no map or has no such key.
   const RecordedValue *find(std::string_view key) const;
 };
+
+/// A key and its value.
+struct RecordedField {
+  std::string name;
+  RecordedValue value;
+};
+
+inline bool operator==(const RecordedField &one, const RecordedField &other) {
+  return one.name == other.name && one.value == other.value;
+}
 
 /// The value of one whole CBOR item, whose extent was found; none when it is none after all.
 std::optional<RecordedValue> parse_cbor_item(std::span<const std::uint8_t> item);

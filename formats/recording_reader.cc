@@ -202,7 +202,7 @@ RecordingItem RecordingReader::item_of(RecordedValue value) const {
   RecordingItem item;
   item.offset = offset_;
   const auto *kind =
-      std::find_if(kKinds.begin(), kKinds.end(), [&](const auto &row) { return row.first == fields->front().first; });
+      std::find_if(kKinds.begin(), kKinds.end(), [&](const auto &row) { return row.first == fields->front().name; });
   if (kind != kKinds.end()) item.kind = kind->second;
   item.fields = std::move(value);
   constexpr std::int64_t kLast = INT64_MAX / 2;  // of a time, so that two of them can be added

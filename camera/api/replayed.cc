@@ -64,9 +64,10 @@ RecordedValue::List arguments_of(const RecordedCall &row, std::span<const LogFie
   RecordedValue::List list;
   if (row.arguments == "e") {
     RecordedValue::Fields error;
-    error.emplace_back(formats::kErrorDomain, RecordedValue{std::string(g_quark_to_string(error_domain()))});
-    error.emplace_back(formats::kErrorCode, std::visit(ToRecorded(), fields[0].value));
-    error.emplace_back(formats::kErrorText, std::visit(ToRecorded(), fields[1].value));
+    error.push_back(
+        {std::string(formats::kErrorDomain), RecordedValue{std::string(g_quark_to_string(error_domain()))}});
+    error.push_back({std::string(formats::kErrorCode), std::visit(ToRecorded(), fields[0].value)});
+    error.push_back({std::string(formats::kErrorText), std::visit(ToRecorded(), fields[1].value)});
     list.push_back({std::move(error)});
     return list;
   }

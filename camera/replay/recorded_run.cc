@@ -51,10 +51,11 @@ RecordedRun::RecordedRun(const std::string &path) : path_(path) {
 
 void RecordedRun::add(RecordingItem item) {
   if (item.kind == ItemKind::kLost) throw std::runtime_error(path_ + ": items are lost in it: it cannot be replayed");
-  if (item.kind == ItemKind::kCall) add_call(std::move(item));
   if (item.kind == ItemKind::kSignal) {
     threads_[item.thread].signals.push_back({static_cast<int>(item.number(formats::kItemSignal).value_or(0)),
                                              item.at_ns, std::string(item.text(formats::kKeyDuring))});
+  } else if (item.kind == ItemKind::kCall) {
+    add_call(std::move(item));
   }
 }
 

@@ -170,9 +170,7 @@ ReplayAnswer Replay::answer(const RecordedCall &row, const RecordedValue::List &
     const bool is_next = next != nullptr && next->call != nullptr && is_same_call(*next->call, row, arguments);
     const bool is_fetch = row.kind == CallClass::kFetch;
     const Item *nothing = is_fetch ? nothing_to_fetch(object, row) : nullptr;
-    if (is_next && nothing != nullptr && monotonic_us() < due_us(*next->call)) {
-      found = nothing;
-    } else if (is_next) {
+    if (is_next && (nothing == nullptr || monotonic_us() >= due_us(*next->call))) {
       if (!wait_for(lock, *next->call, is_fetch)) return {nullptr, "", true};
       found = find_step(row, arguments, signals);
     } else {

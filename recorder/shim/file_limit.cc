@@ -1,13 +1,12 @@
 // Appending whole items, and replacing the file by one without the middle.
 #include "recorder/shim/file_limit.h"
 
-#include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
-#include <stdio.h>
-#include <string.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <climits>
+#include <cstdio>
 #include <cstring>
 
 #include "recorder/shim/recording.h"

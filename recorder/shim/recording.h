@@ -2,8 +2,6 @@
 #ifndef ZEL_RECORDER_RECORDING_H
 #define ZEL_RECORDER_RECORDING_H
 
-#include <time.h>
-
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
@@ -24,6 +22,7 @@ struct ThreadState {
   DumpText *dump = nullptr;     ///< collects what is printed on standard output; null: nothing does
 };
 
+// NOLINTBEGIN(bugprone-dynamic-static-initializers): they are constants at first
 extern constinit thread_local ThreadState thread_state;
 
 /// Whether calls are written down. Set by the start, cleared for good by what ends the recording.
@@ -33,6 +32,7 @@ extern std::atomic<bool> recording_is_on;
 extern bool keep_pictures;
 
 extern Ring ring;
+// NOLINTEND(bugprone-dynamic-static-initializers)
 
 /// This thread's number.
 std::uint32_t thread_number();

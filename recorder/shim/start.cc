@@ -7,12 +7,12 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "recorder/environment.h"
 #include "recorder/shim/crossing.h"

@@ -3,14 +3,14 @@
 
 #include <linux/futex.h>
 #include <pthread.h>
-#include <signal.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <climits>
+#include <csignal>
+#include <ctime>
 
 #include "recorder/shim/file_limit.h"
 #include "recorder/shim/recording.h"
@@ -106,7 +106,7 @@ void *run_writer(void *) {
     good = write_waiting();
     if (good && ring.used() < kFilling && wanted.exchange(0) == 0) futex_wait(wanted, 0, kInterval);
   }
-  if (good) good = write_rest();
+  if (good) (void)write_rest();
   recording_is_on = false;
   file.close();
   finished = 1;

@@ -10,6 +10,7 @@ namespace recorder {
 std::uint64_t monotonic_ns();
 
 /// When the recording began. Set by the start.
+// NOLINTNEXTLINE(bugprone-dynamic-static-initializers)
 extern std::uint64_t recording_begin_ns;
 
 /// What the writing thread has been told. `path` must stay.
