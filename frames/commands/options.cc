@@ -6,6 +6,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "frames/common/progress.h"
 #include "frames/common/unusable.h"
 
 namespace frames {
@@ -84,6 +85,7 @@ double parse_percent(const std::string &name, const std::string &whole) {
 
 void add_capture_options(Options &options, CaptureOptions &capture) {
   constexpr const char *kGroup = "How to read CAPTURE";
+  capture.show_progress = show_progress;
   options.operand("CAPTURE", capture.capture, "What to read; zel-frames --help lists what it may be").required();
   options.file("--meta", capture.meta, "The sidecar, if it is not CAPTURE.meta").group(kGroup);
   options.file("--log", capture.log, "Join a run's console text, frame by frame").group(kGroup);

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "frames/model/capture.h"
 #include "frames/model/position.h"
-#include "frames/sources/source.h"
 
 namespace CLI {
 class App;

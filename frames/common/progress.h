@@ -4,21 +4,22 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
+
+#include "formats/capture/progress.h"
 
 namespace frames {
 
 /// One line on standard error, "1200 of 90000 frames" or "12 of 4096 MiB", that is rewritten as the work goes on and
 /// removed at its end. Nothing is printed where standard error is no terminal, nor in the first half second.
-class Progress {
+class Progress final : public formats::ProgressView {
  public:
   /// `total`: of what `unit` names.
   explicit Progress(std::uint64_t total, const char *unit = "frames");
-  ~Progress();
-  Progress(const Progress &) = delete;
-  Progress &operator=(const Progress &) = delete;
+  ~Progress() override;
 
   /// So much is done. Cheap enough for every frame.
-  void at(std::uint64_t done) {
+  void at(std::uint64_t done) override {
     if (is_shown_ && calls_++ % kStep == 0) show(done);
   }
 
@@ -35,6 +36,11 @@ class Progress {
   Clock::time_point due_;  ///< of the next line
   bool is_printed_ = false;
 };
+
+/// For formats::CaptureOptions: shows in that way how far reading is.
+inline std::unique_ptr<formats::ProgressView> show_progress(std::uint64_t total, const char *unit) {
+  return std::make_unique<Progress>(total, unit);
+}
 
 }  // namespace frames
 

@@ -10,10 +10,10 @@
 #include <string_view>
 #include <vector>
 
+#include "formats/capture/console_lines.h"
 #include "frames/live/pipe_reader.h"
 #include "frames/model/capture.h"
 #include "frames/model/distribution.h"
-#include "frames/sources/console_lines.h"
 
 namespace frames {
 
@@ -72,7 +72,7 @@ class LiveRun {
 
   Clock::time_point start_;
   Capture capture_;
-  TableFiller filler_;
+  formats::TableFiller filler_;
   std::string unfinished_;  ///< the start of a line
   std::deque<Arrival> arrivals_;
   std::deque<Second> seconds_;

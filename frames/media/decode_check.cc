@@ -9,10 +9,10 @@
 #include <string>
 
 #include "formats/bitstream.h"
+#include "formats/capture/decoder.h"
 #include "formats/report_line.h"
 #include "frames/common/progress.h"
 #include "frames/common/unusable.h"
-#include "frames/media/decoder.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -94,7 +94,7 @@ class DecodeChecker {
 
   void take_pictures() {
     while (const AVFrame *picture = decoder_.take()) {
-      const std::size_t number = Decoder::number_of(picture);
+      const std::size_t number = formats::Decoder::number_of(picture);
       if (pending_.empty() || number < pending_.front().frame || number > pending_.back().frame) continue;
       Pending &frame = pending_[number - pending_.front().frame];
       ++frame.pictures;
@@ -120,7 +120,7 @@ class DecodeChecker {
 
   const Capture &capture_;
   Findings &findings_;
-  Decoder decoder_;
+  formats::Decoder decoder_;
   std::unique_ptr<FrameReader> reader_;
   MessageCounter messages_;
   std::deque<Pending> pending_;  ///< frames whose pictures may still come, the oldest first

@@ -3,7 +3,6 @@
 #define ZEL_FRAMES_MEDIA_DECODE_CHECK_H
 
 #include "frames/model/capture.h"
-#include "frames/model/finding.h"
 
 namespace frames {
 

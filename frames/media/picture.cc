@@ -3,9 +3,9 @@
 
 #include <new>
 
+#include "formats/capture/decoder.h"
 #include "frames/common/progress.h"
 #include "frames/common/unusable.h"
-#include "frames/media/decoder.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -59,15 +59,15 @@ FramePtr uncompressed_picture(const Capture &capture, std::size_t frame) {
 }
 
 /// Takes what the decoder has finished, until the wanted frame's picture is among it.
-FramePtr take_wanted(Decoder &decoder, std::size_t frame) {
+FramePtr take_wanted(formats::Decoder &decoder, std::size_t frame) {
   while (const AVFrame *picture = decoder.take())
-    if (Decoder::number_of(picture) == frame) return FramePtr(av_frame_clone(picture));
+    if (formats::Decoder::number_of(picture) == frame) return FramePtr(av_frame_clone(picture));
   return nullptr;
 }
 
 /// Decodes from a frame on. Null when the wanted frame's picture does not come out.
 FramePtr decode(const Capture &capture, FrameReader &reader, std::size_t from, std::size_t frame) {
-  Decoder decoder(capture);
+  formats::Decoder decoder(capture);
   Progress progress(frame - from + 1);
   for (std::size_t i = from; i <= frame; ++i) {
     const bool is_taken = decoder.send(reader.read(i), i);

@@ -3,7 +3,6 @@
 #define ZEL_FRAMES_MODEL_CHECKS_H
 
 #include "frames/model/capture.h"
-#include "frames/model/finding.h"
 #include "frames/model/statistics.h"
 
 namespace frames {

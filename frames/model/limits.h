@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "frames/model/capture.h"
-#include "frames/model/finding.h"
 #include "frames/model/statistics.h"
 
 namespace frames {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <future>
-#include <limits>
 
 namespace frames {
 namespace {
@@ -41,29 +40,21 @@ auto sizes_of(const FrameTable &frames, bool keys) {
   };
 }
 
-/// Frames that lie between two sequence numbers. Numbers that start again skip nothing.
-std::uint64_t skipped_between(std::uint32_t before, std::uint32_t number) {
-  const std::uint32_t step = number - before;
-  return step > 1 && step <= INT32_MAX ? step - 1 : 0;
-}
-
 void find_gaps(const FrameTable &frames, Statistics &result) {
   const Column<std::int64_t> &times = frames.time_us;
   const bool all_timed = times.all(frames.count);
   const Column<std::uint32_t> &numbers = frames.sequence;
   const bool all_numbered = numbers.all(frames.count);
   const auto nominal = static_cast<std::uint64_t>(result.nominal_us.value_or(0));
-  const std::uint64_t longest = nominal > 0 ? nominal + nominal / 2 : std::numeric_limits<std::uint64_t>::max();
   for (std::size_t i = 1; i < frames.count; ++i) {
     const bool timed = all_timed || (times.known(i - 1) && times.known(i));
     const std::int64_t delta = timed ? distance_us(times[i - 1], times[i]) : 0;
     if (timed && delta <= 0) (delta < 0 ? result.backwards : result.repeated).push_back(i);
     const std::uint64_t length = delta > 0 ? static_cast<std::uint64_t>(delta) : 0;
     const std::optional<std::uint64_t> skipped =
-        all_numbered ? skipped_between(numbers[i - 1], numbers[i]) : skipped_before(frames, i);
-    if (length <= longest && skipped.value_or(0) == 0) continue;
-    const std::uint64_t room =
-        length > longest ? length / nominal + (length % nominal >= nominal - nominal / 2 ? 1 : 0) - 1 : 0;
+        all_numbered ? formats::skipped_between(numbers[i - 1], numbers[i]) : skipped_before(frames, i);
+    const std::uint64_t room = formats::room_between(length, nominal);
+    if (room == 0 && skipped.value_or(0) == 0) continue;
     result.gaps.push_back({.after = i - 1,
                            .delta_us = timed ? std::optional(delta) : std::nullopt,
                            .missing = skipped ? *skipped : room});
@@ -133,7 +124,7 @@ std::optional<std::int64_t> delta_us(const FrameTable &frames, std::size_t frame
 
 std::optional<std::uint64_t> skipped_before(const FrameTable &frames, std::size_t frame) {
   if (!frames.sequence.known(frame - 1) || !frames.sequence.known(frame)) return std::nullopt;
-  return skipped_between(frames.sequence[frame - 1], frames.sequence[frame]);
+  return formats::skipped_between(frames.sequence[frame - 1], frames.sequence[frame]);
 }
 
 Statistics measure_capture(const Capture &capture) {

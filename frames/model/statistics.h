@@ -52,11 +52,6 @@ struct Statistics {
   std::vector<std::size_t> repeated;   ///< frames whose time is that of the one before
 };
 
-/// How far a time is behind another, in us, without a signed overflow whatever a file says.
-constexpr std::int64_t distance_us(std::int64_t from, std::int64_t to) {
-  return static_cast<std::int64_t>(static_cast<std::uint64_t>(to) - static_cast<std::uint64_t>(from));
-}
-
 /// The distance of a frame to the one before, in us; nothing where it is not known. 0 for the first frame with a time.
 std::optional<std::int64_t> delta_us(const FrameTable &frames, std::size_t frame);
 

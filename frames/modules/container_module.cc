@@ -7,8 +7,8 @@ extern "C" {
 extern const frames::ContainerModule zel_frames_container;
 const frames::ContainerModule zel_frames_container = {
     .prepare = [] { av_log_set_level(AV_LOG_QUIET); },
-    .open_container = frames::open_container,
-    .split_raw = frames::split_raw,
+    .open_container = formats::open_container,
+    .split_raw = formats::split_raw,
     .write_movie = frames::write_movie,
 };
 }

@@ -11,7 +11,6 @@
 #include "frames/media/picture_file.h"
 #include "frames/model/capture.h"
 #include "frames/report/thumbnails.h"
-#include "frames/sources/source.h"
 
 namespace frames {
 
@@ -22,7 +21,7 @@ struct CodecModule {
 
   void (*prepare)();  ///< called once, before anything else
   decltype(frames::check_decoding) *check_decoding;
-  decltype(frames::find_picture_size) *find_picture_size;
+  decltype(formats::find_picture_size) *find_picture_size;
   decltype(frames::make_thumbnails) *make_thumbnails;
   decltype(frames::png_of_frame) *png_of_frame;
 };
@@ -33,8 +32,8 @@ struct ContainerModule {
   static constexpr char kSymbol[] = "zel_frames_container";
 
   void (*prepare)();  ///< called once, before anything else
-  decltype(frames::open_container) *open_container;
-  decltype(frames::split_raw) *split_raw;
+  decltype(formats::open_container) *open_container;
+  decltype(formats::split_raw) *split_raw;
   decltype(frames::write_movie) *write_movie;
 };
 

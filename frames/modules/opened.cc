@@ -51,10 +51,6 @@ void check_decoding(const Capture &capture, Findings &findings) {
   opened<CodecModule>().check_decoding(capture, findings);
 }
 
-void find_picture_size(Capture &capture) {
-  if (needs_picture_size(capture)) opened<CodecModule>().find_picture_size(capture);
-}
-
 std::vector<Thumbnail> make_thumbnails(const Capture &capture, std::size_t most) {
   return opened<CodecModule>().make_thumbnails(capture, most);
 }
@@ -63,16 +59,25 @@ std::vector<std::uint8_t> png_of_frame(const Capture &capture, std::size_t frame
   return opened<CodecModule>().png_of_frame(capture, frame);
 }
 
-Capture open_container(const CaptureOptions &options) {
-  return opened<ContainerModule>().open_container(options);
-}
-
-bool split_raw(Capture &capture, const CaptureOptions &options) {
-  return opened<ContainerModule>().split_raw(capture, options);
-}
-
 std::uint64_t write_movie(Capture &capture, const FrameRange &range, Container container, OutputFile &file) {
   return opened<ContainerModule>().write_movie(capture, range, container, file);
 }
 
 }  // namespace frames
+
+// What reading a capture calls when it needs FFmpeg.
+namespace formats {
+
+void find_picture_size(Capture &capture) {
+  if (needs_picture_size(capture)) frames::opened<frames::CodecModule>().find_picture_size(capture);
+}
+
+Capture open_container(const CaptureOptions &options) {
+  return frames::opened<frames::ContainerModule>().open_container(options);
+}
+
+bool split_raw(Capture &capture, const CaptureOptions &options) {
+  return frames::opened<frames::ContainerModule>().split_raw(capture, options);
+}
+
+}  // namespace formats

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "frames/model/capture.h"
-#include "frames/model/finding.h"
 
 namespace frames {
 

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "frames/model/capture.h"
-#include "frames/model/finding.h"
 #include "frames/model/statistics.h"
 #include "frames/report/thumbnails.h"
 

@@ -70,7 +70,7 @@ TEST_F(CameraRuns, EqualSettingsAreChance) {
     const Capture a = run(2 * pair, kLatencyUs, late);
     const Capture b = run(2 * pair + 1, kLatencyUs, late);
     ASSERT_EQ(a.frames.count, static_cast<std::size_t>(kFrames));
-    for (const ComparedFigure &figure : compare_runs({&a, 1}, {&b, 1}).figures)
+    for (const ComparedFigure &figure : frames::compare_runs({&a, 1}, {&b, 1}).figures)
       by_chance[std::string(quantity_name(figure.quantity)) + "." + std::string(figure_name(figure.figure))] +=
           figure.by_chance ? 1 : 0;
   }
@@ -87,7 +87,7 @@ TEST_F(CameraRuns, TwoMillisecondsAreFound) {
   for (int pair = 0; pair < kPairs; ++pair) {
     const Capture a = run(2 * pair, kLatencyUs);
     const Capture b = run(2 * pair + 1, kLatencyUs + 2000);
-    for (const ComparedFigure &figure : compare_runs({&a, 1}, {&b, 1}).figures) {
+    for (const ComparedFigure &figure : frames::compare_runs({&a, 1}, {&b, 1}).figures) {
       if (figure.quantity != Quantity::kLatency) continue;
       found[std::string(figure_name(figure.figure))] += !figure.by_chance && figure.b > figure.a ? 1 : 0;
     }

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "captures.h"
 #include "frames/model/limits.h"
+#include "tests/formats/capture/captures.h"
 
 namespace {
 
@@ -49,8 +49,8 @@ class FramesCheck : public testing::Test {
     Capture capture = frames::open_capture(options);
     find_keys(capture);
     Findings findings = capture.findings;
-    check_frames(capture, findings);
-    check_times(capture, measure_capture(capture), findings);
+    frames::check_frames(capture, findings);
+    frames::check_times(capture, frames::measure_capture(capture), findings);
     return findings;
   }
 
@@ -162,14 +162,14 @@ Capture limited_capture() {
 
 std::vector<std::string> exceeded(const Capture &capture, const frames::Limits &limits) {
   Findings findings;
-  check_limits(capture, measure_capture(capture), limits, findings);
+  frames::check_limits(capture, frames::measure_capture(capture), limits, findings);
   return found(findings);
 }
 
 std::string not_told(const Capture &capture, const frames::Limits &limits) {
   try {
     (void)exceeded(capture, limits);
-  } catch (const frames::Unusable &error) {
+  } catch (const formats::Unusable &error) {
     return error.what();
   }
   return "";

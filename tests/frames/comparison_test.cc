@@ -60,7 +60,7 @@ Capture run(unsigned seed, int seconds, double latency_us) {
 }
 
 Comparison compare(const Capture &a, const Capture &b) {
-  return compare_runs({&a, 1}, {&b, 1});
+  return frames::compare_runs({&a, 1}, {&b, 1});
 }
 
 const ComparedFigure &find(const Comparison &comparison, Quantity quantity, Figure figure) {

@@ -202,7 +202,7 @@ ReportedRun run_named(const std::string &name) {
   run.capture.frames.type_names = {name};
   for (std::size_t i = 0; i < run.capture.frames.count; ++i)
     run.capture.frames.type_name.set(i, 0);
-  run.statistics = measure_capture(run.capture);
+  run.statistics = frames::measure_capture(run.capture);
   run.findings.add({.id = "trailer", .text = name});
   return run;
 }

@@ -11,6 +11,7 @@
 namespace {
 
 using frames::Capture;
+using frames::measure_capture;
 using frames::Statistics;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         require(position->frame.value_or(0) >= capture.frames.count, "only a frame that is not there is refused");
       }
     }
-    if (frames::is_pattern(text) && text.find('/') == std::string::npos) read_capture({.capture = folder + text});
+    if (formats::is_pattern(text) && text.find('/') == std::string::npos) read_capture({.capture = folder + text});
   }
   return 0;
 }

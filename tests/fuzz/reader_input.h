@@ -8,9 +8,9 @@
 #include <string>
 
 #include "frames/common/unusable.h"
+#include "frames/model/capture.h"
 #include "frames/model/checks.h"
 #include "frames/model/statistics.h"
-#include "frames/sources/source.h"
 #include "input.h"
 #include "tests/support/files.h"
 
@@ -34,11 +34,11 @@ inline void read_capture(const frames::CaptureOptions &options) try {
   av_log_set_level(AV_LOG_QUIET);
   frames::Capture capture = frames::open_capture(options);
   find_keys(capture);
-  const frames::Statistics statistics = measure_capture(capture);
+  const frames::Statistics statistics = frames::measure_capture(capture);
   require(statistics.frames == capture.frames.count, "every frame is counted");
   frames::Findings findings = capture.findings;
-  check_frames(capture, findings);
-  check_times(capture, statistics, findings);
+  frames::check_frames(capture, findings);
+  frames::check_times(capture, statistics, findings);
   for (const frames::Finding &finding : findings.kept())
     require(!finding.id.empty() && !finding.text.empty(), "a finding says what it is");
   if (!capture.has_bytes()) return;
