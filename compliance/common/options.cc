@@ -133,6 +133,7 @@ const std::vector<Taker> takers = {
 const std::vector<OptionRow> &option_rows() {
   static const std::vector<OptionRow> rows = [] {
     std::vector<OptionRow> all;
+    all.reserve(std::size(takers));
     for (const Taker &taker : takers)
       all.push_back(taker.row);
     return all;
