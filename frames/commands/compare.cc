@@ -1,5 +1,8 @@
 // zel-frames compare: two runs side by side, and whether they differ by more than chance.
+#include <algorithm>
+
 #include "frames/commands/command.h"
+#include "frames/common/unusable.h"
 #include "frames/model/comparison.h"
 #include "frames/print/comparison_report.h"
 
@@ -33,6 +36,9 @@ int compare(const CompareOptions &options) {
   const std::vector<Capture> a = open_runs(options, options.capture.capture, options.with_a);
   const std::vector<Capture> b = open_runs(options, options.b, options.with_b);
   const Comparison comparison = compare_runs(a, b);
+  if (options.max_worse && std::none_of(comparison.figures.begin(), comparison.figures.end(), may_be_worse)) {
+    unusable("{}: --max-worse: the captures do not both tell distances or latencies", options.b);
+  }
   bool fails = false;
   for (const ComparedFigure &figure : comparison.figures)
     fails = fails || (options.max_worse && is_worse(figure, *options.max_worse));

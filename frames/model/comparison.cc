@@ -230,9 +230,12 @@ Comparison compare_runs(std::span<const Capture> a, std::span<const Capture> b) 
   return result;
 }
 
+bool may_be_worse(const ComparedFigure &figure) {
+  return figure.quantity == Quantity::kDistance || figure.quantity == Quantity::kLatency;
+}
+
 bool is_worse(const ComparedFigure &figure, double percent) {
-  const bool may_be_worse = figure.quantity == Quantity::kDistance || figure.quantity == Quantity::kLatency;
-  if (!may_be_worse || figure.by_chance || figure.b <= figure.a) return false;
+  if (!may_be_worse(figure) || figure.by_chance || figure.b <= figure.a) return false;
   return figure.percent.value_or(std::numeric_limits<double>::infinity()) > percent;
 }
 

@@ -60,8 +60,10 @@ inline constexpr std::size_t kLeastBlocks = 8;
 /// side has fewer than kLeastBlocks seconds and both have enough GOPs.
 Comparison compare_runs(std::span<const Capture> a, std::span<const Capture> b);
 
-/// Whether the figure is one that may get worse (a distance or a latency), and B's is larger than A's by more than
-/// that, and not by chance.
+/// Whether larger is worse: a distance or a latency.
+bool may_be_worse(const ComparedFigure &figure);
+
+/// Whether the figure is one that may get worse, and B's is larger than A's by more than that, and not by chance.
 bool is_worse(const ComparedFigure &figure, double percent);
 
 }  // namespace frames

@@ -136,6 +136,18 @@ TEST_F(FramesCompare, Refusals) {
   EXPECT_EQ(refusal({"compare", "a.txt", "a.txt", "--with-b", "none"}), "none: No such file or directory");
 }
 
+// Catches a pass of runs that tell nothing which could be worse.
+TEST_F(FramesCompare, NothingToJudge) {
+  ClientRun client;
+  const RunResult recorded = client.run({"--output=cap.h264", "--frames=20", "320", "180"});
+  ASSERT_EQ(recorded.status, 0) << recorded.err;
+  std::filesystem::copy(client.file("cap.h264"), folder.path() / "cap.h264");
+  EXPECT_EQ(refusal({"compare", "cap.h264", "cap.h264", "--max-worse=5%"}),
+            "cap.h264: --max-worse: the captures do not both tell distances or latencies");
+  EXPECT_EQ(run({"compare", "cap.h264", "cap.h264"}).status, 0) << "sizes can be compared";
+  EXPECT_EQ(run({"compare", "cap.h264", "cap.h264", "--max-worse=5%", "--fps=25"}).status, 0);
+}
+
 // Catches a verdict on runs that are too short for one, however far apart they are.
 TEST_F(FramesCompare, TooShort) {
   write("a.txt", run_text(10, 20000));
