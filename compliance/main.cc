@@ -6,6 +6,7 @@
 #include "compliance/common/options.h"
 #include "compliance/program/report.h"
 #include "compliance/runner/child.h"
+#include "compliance/runner/open_once.h"
 
 namespace {
 
@@ -46,6 +47,7 @@ std::vector<Result> run_checks(const std::vector<Check> &checks) {
   };
   const Result opened = run_check(all_checks().front(), options.limit);
   const bool has_library = opened.outcome == Outcome::kPassed;
+  if (has_library) open_once(options.limit);
   if (!has_library || checks.front().name == opened.check.name) add(opened);
   for (const Check &check : checks) {
     if (check.name == opened.check.name) continue;

@@ -36,9 +36,9 @@ ComplianceRun run_compliance(const std::vector<std::string> &arguments, const Su
   for (const auto &[name, value] : surroundings.environment)
     setup.environment[name] = value;
   // A sanitizer opens libraries in the program's place, and does not know the program's path to the camera.
-  const bool is_given = !surroundings.library_folder.empty();
+  const bool is_given = !surroundings.libzel_folder.empty();
   setup.environment["LD_LIBRARY_PATH"] =
-      is_given ? surroundings.library_folder.string() : build_under_test().camera.parent_path().string();
+      is_given ? surroundings.libzel_folder.string() : build_under_test().camera.parent_path().string();
   setup.guard = std::chrono::seconds(1500);
   ComplianceRun run;
   run.result = Process(setup).wait();

@@ -22,7 +22,7 @@ struct ComplianceRun {
 
 /// Where a run finds its library and what that is told.
 struct Surroundings {
-  std::filesystem::path library_folder = {};            ///< of libzel.so.1; empty: the software camera's
+  std::filesystem::path libzel_folder = {};             ///< of libzel.so.1; empty: the software camera's
   std::string key_file = "[camera]\n";                  ///< of the software camera
   std::map<std::string, std::string> environment = {};  ///< more variables
 };

@@ -53,7 +53,7 @@ TEST(ComplianceProgram, WritesAReport) {
 TEST(ComplianceProgram, WithoutALibraryTheOtherChecksAreSkipped) {
   const TempFolder folder;
   write_file(folder / "libzel.so.1", "no library at all");
-  const ComplianceRun run = run_compliance({"--filter=Maps.*"}, {.library_folder = folder.path()});
+  const ComplianceRun run = run_compliance({"--filter=Maps.*"}, {.libzel_folder = folder.path()});
   EXPECT_EQ(run.result.status, 1);
   EXPECT_EQ(run.checks("failed"), Names{"Library.Opens"});
   EXPECT_EQ(run.checks("passed"), Names());

@@ -163,7 +163,7 @@ TEST_P(Spoils, IsFound) {
   const Spoil &spoil = kSpoils.at(GetParam());
   SCOPED_TRACE(spoil.fault);
   const TempFolder folder;
-  Surroundings surroundings = {.library_folder = build_under_test().spoiled};
+  Surroundings surroundings = {.libzel_folder = build_under_test().spoiled};
   surroundings.environment["ZEL_SPOIL"] = spoil.fault;
   surroundings.environment["ZEL_SPOIL_FILE"] = folder / "stream";
   surroundings.environment["LD_PRELOAD"] = preloaded();
@@ -180,7 +180,7 @@ INSTANTIATE_TEST_SUITE_P(Compliance, Spoils, testing::Range<std::size_t>(0, kSpo
 TEST(SpoiledTimes, AreFound) {
   for (const Spoil &spoil : kTimeSpoils) {
     SCOPED_TRACE(spoil.fault);
-    Surroundings surroundings = {.library_folder = build_under_test().spoiled,
+    Surroundings surroundings = {.libzel_folder = build_under_test().spoiled,
                                  .key_file = "[camera]\npacing = virtual\n"};
     surroundings.environment["ZEL_SPOIL"] = spoil.fault;
     expect_failing(
@@ -194,7 +194,7 @@ TEST(SpoiledTimes, AreFound) {
 TEST(SpoiledFiles, AreFound) {
   for (const Spoil &spoil : kFileSpoils) {
     SCOPED_TRACE(spoil.fault);
-    expect_failing(run_compliance(options_for(spoil), {.library_folder = build_under_test().spoiled / spoil.fault}),
+    expect_failing(run_compliance(options_for(spoil), {.libzel_folder = build_under_test().spoiled / spoil.fault}),
                    spoil);
   }
 }
@@ -202,7 +202,7 @@ TEST(SpoiledFiles, AreFound) {
 // Catches a wrapper that spoils something although it should not, which would prove nothing of the rest.
 TEST(Spoiled, WithoutAFaultEverythingPasses) {
   std::vector<std::string> options = options_for({.fault = "", .failing = {"Maps.*", "Streams.Info", "Frames.Cursor"}});
-  const ComplianceRun run = run_compliance(options, {.library_folder = build_under_test().spoiled});
+  const ComplianceRun run = run_compliance(options, {.libzel_folder = build_under_test().spoiled});
   EXPECT_EQ(run.result.status, 0) << run.result.out;
   EXPECT_EQ(run.checks("failed"), Names());
 }

@@ -34,6 +34,9 @@ inline void set_number(gpointer object, const char *name, gintptr number) {
   g_object_set_data(G_OBJECT(object), name, reinterpret_cast<gpointer>(number));
 }
 
+/// Ends a process that is a copy of the one that opened the library, if opening began something.
+void expect_owner();
+
 #define SPOILED extern "C" __attribute__((visibility("default")))
 
 #endif

@@ -84,6 +84,7 @@ SPOILED gint zel_stream_get_event_fd(zel_stream *stream, GError **error) {
 
 SPOILED guint32 zel_stream_get_id(zel_stream *stream) {
   static guint32 calls = 0;
+  expect_owner();
   while (spoils("number-hangs"))
     (void)pause();
   if (spoils("number-crashes")) std::abort();
