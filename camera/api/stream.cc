@@ -5,6 +5,7 @@
 
 #include "api/call.h"
 #include "common/wakeup.h"
+#include "producer/captured.h"
 
 namespace camera {
 
@@ -101,8 +102,13 @@ Ref<zel_stream> make_stream(Session &session, const Values &request, GError **er
   }
   auto messages = std::make_unique<AvLogCallback>();
   auto queue = std::make_shared<FrameQueue>();
-  std::optional<Assembly> assembly = assemble(
-      session.config, request, [queue] { return queue->is_stopping(); }, error);
+  std::optional<Assembly> assembly;
+  try {
+    assembly = assemble(
+        session.config, request, [queue] { return queue->is_stopping(); }, error);
+  } catch (const UnusableFile &why) {
+    (void)fail(error, kErrorKeyFile, "Camera configuration %s: %s", session.path.c_str(), why.what());
+  }
   if (!assembly) {
     errno = EINVAL;
     return nullptr;

@@ -158,19 +158,21 @@ Value read_word(const Word<Value> (&words)[count], std::string_view text) {
   throw Unreadable(accepted);
 }
 
-void set_source(CameraConfig &config, SourceKind kind, std::string_view text) {
-  if (config.source != SourceKind::kTestPicture || !config.recording.empty())
-    throw Unreadable("the only one of graph, file and device");
+std::string_view read_text(std::string_view text) {
   if (text.empty()) throw Unreadable("a text");
-  config.source = kind;
-  config.source_text = text;
+  return text;
 }
 
-/// A recording is in place of every source and of the producers.
-void set_recording(CameraConfig &config, std::string_view text) {
-  if (config.source != SourceKind::kTestPicture) throw Unreadable("the only one of recording, graph, file and device");
-  if (text.empty()) throw Unreadable("a text");
-  config.recording = text;
+/// The text of a key that says where frames come from.
+std::string_view read_origin(const CameraConfig &config, std::string_view text) {
+  const bool is_first = config.source == SourceKind::kTestPicture && config.recording.empty() && config.capture.empty();
+  if (!is_first) throw Unreadable("the only one of capture, recording, graph, file and device");
+  return read_text(text);
+}
+
+void set_source(CameraConfig &config, SourceKind kind, std::string_view text) {
+  config.source_text = read_origin(config, text);
+  config.source = kind;
 }
 
 template <typename Target>
@@ -189,7 +191,14 @@ constexpr Key<CameraConfig> kCameraKeys[] = {
     {"graph", [](CameraConfig &c, std::string_view t) { set_source(c, SourceKind::kGraph, t); }},
     {"file", [](CameraConfig &c, std::string_view t) { set_source(c, SourceKind::kFile, t); }},
     {"device", [](CameraConfig &c, std::string_view t) { set_source(c, SourceKind::kDevice, t); }},
-    {"recording", [](CameraConfig &c, std::string_view t) { set_recording(c, t); }},
+    {"capture", [](CameraConfig &c, std::string_view t) { c.capture = read_origin(c, t); }},
+    {"console", [](CameraConfig &c, std::string_view t) { c.console = read_text(t); }},
+    {"loop",
+     [](CameraConfig &c, std::string_view t) {
+       c.loop = read_truth(t);
+       c.has_loop = true;
+     }},
+    {"recording", [](CameraConfig &c, std::string_view t) { c.recording = read_origin(c, t); }},
     {"log", [](CameraConfig &c, std::string_view t) { c.log = t; }},
     {"record", [](CameraConfig &c, std::string_view t) { c.record = t; }},
     {"log_getters", [](CameraConfig &c, std::string_view t) { c.log_getters = read_truth(t); }},
@@ -273,6 +282,15 @@ void read_group(GKeyFile *file, const char *group, const Key<Target> (&keys)[kCo
   }
 }
 
+/// What the keys of the group "camera" say together.
+void check_together(const CameraConfig &config) {
+  if (!config.recording.empty() && config.has_producer)
+    throw Unreadable("[camera] recording: a recording has no producer");
+  if (!config.capture.empty() && config.has_producer) throw Unreadable("[camera] capture: a capture has no producer");
+  if (config.capture.empty() && !config.console.empty()) throw Unreadable("[camera] console: there is no capture");
+  if (config.capture.empty() && config.has_loop) throw Unreadable("[camera] loop: there is no capture");
+}
+
 void read_groups(GKeyFile *file, CameraConfig &config) {
   constexpr std::string_view kFault = "fault ";
   constexpr std::string_view kFrame = "frame ";
@@ -297,8 +315,7 @@ void read_groups(GKeyFile *file, CameraConfig &config) {
       throw Unreadable("[" + std::string(name) + "]: unknown group");
     }
   }
-  if (!config.recording.empty() && config.has_producer)
-    throw Unreadable("[camera] recording: a recording has no producer");
+  check_together(config);
 }
 
 }  // namespace

@@ -75,13 +75,17 @@ struct CameraConfig {
   bool has_producer = false;  ///< the file names one
   SourceKind source = SourceKind::kTestPicture;
   std::string source_text;  ///< the graph, file name or device name of the source
+  std::string capture;      ///< what is played instead of a source and a producer; empty: nothing is
+  std::string console;      ///< console text of the capture; empty: none
+  bool loop = false;        ///< the capture is played again and again
+  bool has_loop = false;    ///< the file says so, either way
   std::string recording;    ///< file name of what answers all calls; empty: the camera does
   std::string log;          ///< file name; empty: no log
   std::string record;       ///< file name; empty: frames are not recorded
   bool log_getters = true;
   std::optional<bool> marker;  ///< whether pictures carry the marker; absent: those that the camera draws do
   std::uint64_t seed = 1;
-  std::uint64_t start_us = 1'000'000;
+  std::optional<std::uint64_t> start_us;  ///< absent: the capture's first time, or 1000000
   std::uint64_t utc_start_us = 1'700'000'000'000'000;
   std::vector<CallFault> call_faults;
   std::vector<FrameFault> frame_faults;

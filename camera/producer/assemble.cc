@@ -7,6 +7,7 @@
 #include "common/signal_mask.h"
 #include "encoder/encoder.h"
 #include "picture/picture.h"
+#include "producer/captured.h"
 #include "producer/coded_producers.h"
 
 namespace camera {
@@ -17,6 +18,7 @@ std::optional<Assembly> assemble(const CameraConfig &config, const Values &reque
   const MessagesSilenced silenced;
   std::unique_ptr<Source> source;
   const bool first_input = value_or<std::uint32_t>(request, "input", 0) == 0;
+  if (first_input && !config.capture.empty()) return assemble_capture(config, request, error);
   if (first_input && config.producer != ProducerKind::kScripted)
     source = open_configured_source(config, std::move(is_stopping));
   std::optional<Grant> granted = grant(request, source != nullptr ? source->shape() : SourceShape(), error);

@@ -21,7 +21,7 @@ struct Assembly {
 
 /// Checks the request and makes the producer, which tests `is_stopping` while it waits for its source. Returns
 /// nothing and sets the error when the settings are unusable; throws AvFailure when the source or the encoder cannot be
-/// had.
+/// had, UnusableFile when the capture cannot be used.
 std::optional<Assembly> assemble(const CameraConfig &config, const Values &request, StopCheck is_stopping,
                                  GError **error);
 

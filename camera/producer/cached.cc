@@ -12,7 +12,7 @@ class Cached : public Producer {
  public:
   Cached(const Plan &plan, std::unique_ptr<Producer> origin) : plan_(plan), origin_(std::move(origin)) {}
 
-  void begin() override {
+  void begin(std::uint32_t) override {
     if (loop_.empty()) fill();
     next_ = 0;
   }
@@ -37,7 +37,7 @@ class Cached : public Producer {
 
   void fill() {
     constexpr std::size_t kMostBytes = std::size_t{256} << 20U;  // uncompressed frames are large
-    origin_->begin();
+    origin_->begin(0);
     std::vector<Product> loop;  // a part of one is not kept when the source fails
     std::size_t bytes = 0;
     for (std::uint32_t i = 0; i < length() && bytes < kMostBytes; ++i) {

@@ -19,10 +19,12 @@ Engine::Engine(const CameraConfig &config, const Plan &plan, std::uint32_t strea
       capacity_(capacity),
       log_(log),
       queue_(queue),
-      pacer_(config, plan.rate_numerator, plan.rate_denominator),
+      pacer_(config, plan.rate_numerator, plan.rate_denominator, producer->timeline()),
       script_(config),
       segmenter_(plan_),
-      producer_(std::move(producer)) {}
+      producer_(std::move(producer)) {
+  if (producer_->timeline() != nullptr) sequence_ = producer_->timeline()->first_sequence();
+}
 
 Engine::~Engine() {
   try {
@@ -37,7 +39,7 @@ void Engine::start() {
   if (is_running()) return;
   const SignalsBlocked blocked;
   const MessagesSilenced silenced;
-  producer_->begin();
+  producer_->begin(sequence_);
   segmenter_.begin();
   key_forced_.store(false);
   ended_ = false;
@@ -111,6 +113,11 @@ void Engine::finish(std::string reason) {
 bool Engine::run_one() {
   wait_for_capture(pacer_.due_us(sequence_));
   if (queue_.is_stopping()) return false;
+  const Availability availability = producer_->availability(sequence_);
+  if (availability == Availability::kEnded) {
+    finish("The stream has ended");
+    return false;
+  }
   const FrameFaults faults = script_.faults_of(sequence_);
   if (faults.ends_stream) {
     finish("The stream has ended");
@@ -119,6 +126,10 @@ bool Engine::run_one() {
   if (faults.dropped) {
     producer_->skip();
     drop("injected");
+    return true;
+  }
+  if (availability == Availability::kMissing) {
+    drop("gap");
     return true;
   }
   if (pacer_.is_missed(sequence_)) {
@@ -208,9 +219,10 @@ void Engine::make_and_hand_over(const FrameFaults &faults, Filled &filled) {
     }
     return;
   }
+  const std::uint64_t latency_us = product.latency_us + faults.latency_us;
   filled.frame = frame_of(std::move(product), captured);
   script_.apply(faults, filled.frame);
-  hand_over(filled, faults.latency_us);
+  hand_over(filled, latency_us);
   ++sequence_;
   if (plan_.snapshot) {
     ended_ = true;
@@ -226,11 +238,13 @@ Frame Engine::frame_of(Product product, std::uint64_t captured_us) {
   frame.sequence = sequence_;
   frame.type = product.type;
   frame.timestamp_us = captured_us;
+  if (pacer_.keeps_distances()) frame.timestamp_us += static_cast<std::uint64_t>(product.clock_offset_us);
   frame.captured_us = captured_us;
   frame.utc_us = pacer_.utc_us(captured_us);
   frame.header_size = product.header_size;
   frame.capacity = capacity_;
   frame.key = product.key;
+  frame.shown = product.shown;
   frame.empty = product.empty ? EmptyMark::kTrue : EmptyMark::kFalse;
   frame.segment_start = segmenter_.add(captured_us, frame.payload->size, product.key);
   script_.step_clocks(frame);

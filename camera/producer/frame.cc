@@ -38,6 +38,14 @@ std::shared_ptr<const Payload> make_payload(std::vector<std::uint8_t> bytes) {
   return payload;
 }
 
+std::shared_ptr<const Payload> delivered_payload(std::vector<std::uint8_t> bytes, std::size_t header_size,
+                                                 bool in_chunks) {
+  std::shared_ptr<const Payload> whole = make_payload(std::move(bytes));
+  if (!in_chunks || header_size == 0 || header_size >= whole->size) return whole;
+  const std::uint64_t sizes[] = {header_size};
+  return cut_payload(*whole, sizes);
+}
+
 std::shared_ptr<const Payload> cut_payload(const Payload &payload, std::span<const std::uint64_t> sizes) {
   std::vector<std::uint8_t> all;
   all.reserve(payload.size);

@@ -45,6 +45,10 @@ struct Frame {
 /// A payload of one piece that owns `bytes`.
 std::shared_ptr<const Payload> make_payload(std::vector<std::uint8_t> bytes);
 
+/// The same, the codec header in a piece of its own if `in_chunks`, as "frame.chunks" asks.
+std::shared_ptr<const Payload> delivered_payload(std::vector<std::uint8_t> bytes, std::size_t header_size,
+                                                 bool in_chunks);
+
 /// `payload` cut into pieces of these sizes, copied so that no two touch. What is left makes one more piece; sizes
 /// beyond the end are cut.
 std::shared_ptr<const Payload> cut_payload(const Payload &payload, std::span<const std::uint64_t> sizes);

@@ -14,7 +14,7 @@ class Generated : public Producer {
   Generated(const Plan &plan, std::unique_ptr<Encoder> encoder, std::unique_ptr<Picture> picture)
       : plan_(plan), gop_(plan_), encoder_(std::move(encoder)), picture_(std::move(picture)) {}
 
-  void begin() override {
+  void begin(std::uint32_t) override {
     gop_.begin();
     last_ = nullptr;
     missed_change_ = false;
@@ -49,7 +49,7 @@ class Generated : public Producer {
     }
     const bool key = gop_.next(order.key, still);
     Coded coded = encoder_->encode(*last_, key);
-    product.payload = split(std::move(coded.bytes), coded.header_size);
+    product.payload = delivered_payload(std::move(coded.bytes), coded.header_size, plan_.chunks);
     product.header_size = coded.header_size;
     product.type = coded.type;
     product.key = coded.key;
@@ -62,14 +62,6 @@ class Generated : public Producer {
   bool is_due(std::uint64_t now_us) const {
     constexpr double kSecond = 1e6;
     return plan_.still_framerate > 0 && static_cast<double>(now_us - last_us_) >= kSecond / plan_.still_framerate;
-  }
-
-  /// With "frame.chunks" the codec header is a chunk of its own.
-  std::shared_ptr<const Payload> split(std::vector<std::uint8_t> bytes, std::size_t header_size) const {
-    std::shared_ptr<const Payload> whole = make_payload(std::move(bytes));
-    if (!plan_.chunks || header_size == 0 || header_size >= whole->size) return whole;
-    const std::uint64_t sizes[] = {header_size};
-    return cut_payload(*whole, sizes);
   }
 
   Plan plan_;

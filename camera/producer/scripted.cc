@@ -13,7 +13,7 @@ class Scripted : public Producer {
  public:
   explicit Scripted(const Plan &plan) : plan_(plan), gop_(plan_) {}
 
-  void begin() override { gop_.begin(); }
+  void begin(std::uint32_t) override { gop_.begin(); }
 
   void skip() override {}
 
@@ -22,20 +22,13 @@ class Scripted : public Producer {
     product.key = all_key() || gop_.next(order.key, false);
     product.payload = made_up_payload(product.key ? kKeySize : kOtherSize, order.sequence);
     product.header_size = product.key && !all_key() ? kHeaderSize : 0;
-    product.type = type(product.key);
+    product.type = usual_type(plan_.format, product.key);
     return product;
   }
 
  private:
   bool all_key() const {
     return plan_.format != kFormatH264 && plan_.format != kFormatH265 && plan_.format != kFormatAv1;
-  }
-
-  std::uint32_t type(bool key) const {
-    if (plan_.format == kFormatAv1) return key ? kFrameKey : kFrameInter;
-    if (plan_.format == kFormatJpeg) return kFrameJpeg;
-    if (all_key()) return kFrameRaw;
-    return key ? kFrameIdr : kFrameP;
   }
 
   Plan plan_;

@@ -107,6 +107,21 @@ inline constexpr std::array kFrameTypes = {
     Choice{kFrameSwitch, "switch"}, Choice{kFrameRaw, "raw"},
 };
 
+/// The type of a frame of the format of which no more is known than whether it is a key frame.
+constexpr std::uint32_t usual_type(std::uint32_t format, bool key) {
+  switch (format) {
+    case kFormatH264:
+    case kFormatH265:
+      return key ? kFrameIdr : kFrameP;
+    case kFormatAv1:
+      return key ? kFrameKey : kFrameInter;
+    case kFormatJpeg:
+      return kFrameJpeg;
+    default:
+      return kFrameRaw;
+  }
+}
+
 /// The nick of `value`, or null when the enumeration has no such value.
 constexpr const char *nick_of(std::span<const Choice> choices, std::uint32_t value) {
   for (const Choice &choice : choices) {

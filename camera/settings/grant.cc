@@ -165,11 +165,18 @@ Values checked_with_presets(const Values &request) {
 class Planner {
  public:
   Planner(const Values &request, const SourceShape &source)
-      : settings_(checked_with_presets(request)), source_(source), quality_asked_(request.contains("compression")) {}
+      : settings_(checked_with_presets(request)),
+        source_(source),
+        format_asked_(request.contains("format")),
+        quality_asked_(request.contains("compression")) {}
 
   Grant run() {
-    plan_.format = number("format");
-    plan_size();
+    plan_format();
+    if (source_.format && source_.width != 0) {
+      plan_coded_size();
+    } else {
+      plan_size();
+    }
     plan_rate();
     plan_coding();
     plan_still_scene();
@@ -187,6 +194,8 @@ class Planner {
     return has(key) ? std::optional(number(key)) : std::nullopt;
   }
 
+  void plan_format();
+  void plan_coded_size();
   void plan_size();
   void plan_rate();
   void plan_coding();
@@ -197,6 +206,7 @@ class Planner {
 
   Values settings_;
   SourceShape source_;
+  bool format_asked_;
   bool quality_asked_;
   Plan plan_;
 };
@@ -204,6 +214,29 @@ class Planner {
 /// Formats without subsampled colour take odd sizes; so does JPEG, whose decoder crops.
 bool takes_odd_sizes(std::uint32_t format) {
   return format == kFormatGray || format == kFormatRgb || format == kFormatJpeg;
+}
+
+void Planner::plan_format() {
+  if (source_.format && !format_asked_) settings_["format"] = *source_.format;
+  plan_.format = number("format");
+  if (source_.format && plan_.format != *source_.format) {
+    throw Refused("format: " + std::to_string(plan_.format) + " is not accepted (" +
+                  nick_of(kFormats, *source_.format) + ": that of the capture)");
+  }
+}
+
+/// Pictures that are coded already keep their size, whatever it is.
+void Planner::plan_coded_size() {
+  const zel_pair32u size{source_.width, source_.height};
+  const auto asked = value_or<zel_pair32u>(settings_, "resolution", size);
+  if (asked.first != size.first || asked.second != size.second) {
+    throw Refused("resolution: " + std::to_string(asked.first) + "x" + std::to_string(asked.second) +
+                  " is not accepted (" + std::to_string(size.first) + "x" + std::to_string(size.second) +
+                  ": that of the capture)");
+  }
+  settings_["resolution"] = size;
+  plan_.width = size.first;
+  plan_.height = size.second;
 }
 
 void Planner::plan_size() {

@@ -17,6 +17,7 @@ struct SourceShape {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
   double framerate = 0;
+  std::optional<std::uint32_t> format = {};  ///< of pictures that are coded already, whose size is fixed
 };
 
 /// Minimum, target and maximum; 0: no limit.
