@@ -143,7 +143,7 @@ inline constexpr Answer<guint64> kUnsigned64{0, [](const guint64 &number) -> Log
 inline constexpr Answer<gdouble> kDouble{0, [](const gdouble &number) -> LogValue { return number; },
                                          [](const gdouble &) { return false; }};
 
-inline constexpr Answer<Nothing> kNothing{
+inline constexpr Answer<Nothing> kNoResult{
     {}, [](const Nothing &) -> LogValue { return nullptr; }, [](const Nothing &) { return false; }};
 
 }  // namespace camera

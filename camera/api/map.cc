@@ -36,9 +36,6 @@ using namespace camera;
 
 namespace {
 
-constexpr Answer<zel_map *> kMap{nullptr, [](zel_map *const &map) { return shown(map); },
-                                 [](zel_map *const &map) { return map == nullptr; }};
-
 std::string_view text_of(const gchar *text) {
   return text == nullptr ? "" : text;
 }
@@ -46,7 +43,7 @@ std::string_view text_of(const gchar *text) {
 /// A setter: does nothing without a map or key. What `stored` holds becomes a Value of type `Kept`.
 template <typename Kept, typename Stored>
 void set(const char *call, zel_map *map, const gchar *key, const Stored &stored, const LogValue &logged) {
-  run_call(call, CallKind::kOrdinary, kNothing, nullptr,
+  run_call(call, CallKind::kOrdinary, kNoResult, nullptr,
            {{"map", shown(map)}, {"key", text_of(key)}, {"value", logged}}, [&](GError **) -> Nothing {
              if (map != nullptr && key != nullptr) store_value(map->state.values, key, Kept(stored));
              return {};
@@ -198,7 +195,7 @@ ZEL_EXPORT gboolean zel_map_contains_va(const zel_map *map, ...) {
 }
 
 ZEL_EXPORT void zel_map_copy_value(zel_map *map, const gchar *source_key, const gchar *target_key) {
-  run_call("zel_map_copy_value", CallKind::kOrdinary, kNothing, nullptr,
+  run_call("zel_map_copy_value", CallKind::kOrdinary, kNoResult, nullptr,
            {{"map", shown(map)}, {"source", text_of(source_key)}, {"target", text_of(target_key)}},
            [&](GError **) -> Nothing {
              if (map == nullptr || source_key == nullptr || target_key == nullptr) return {};
@@ -209,7 +206,7 @@ ZEL_EXPORT void zel_map_copy_value(zel_map *map, const gchar *source_key, const 
 }
 
 ZEL_EXPORT void zel_map_remove_prefix(zel_map *map, const gchar *prefix) {
-  run_call("zel_map_remove_prefix", CallKind::kOrdinary, kNothing, nullptr,
+  run_call("zel_map_remove_prefix", CallKind::kOrdinary, kNoResult, nullptr,
            {{"map", shown(map)}, {"prefix", text_of(prefix)}}, [&](GError **) -> Nothing {
              if (map == nullptr || prefix == nullptr) return {};
              std::erase_if(map->state.values, [&](const auto &entry) { return entry.first.starts_with(prefix); });
@@ -218,7 +215,7 @@ ZEL_EXPORT void zel_map_remove_prefix(zel_map *map, const gchar *prefix) {
 }
 
 ZEL_EXPORT void zel_map_merge(zel_map *destination, const zel_map *source) {
-  run_call("zel_map_merge", CallKind::kOrdinary, kNothing, nullptr,
+  run_call("zel_map_merge", CallKind::kOrdinary, kNoResult, nullptr,
            {{"destination", shown(destination)}, {"source", shown(source)}}, [&](GError **) -> Nothing {
              if (destination == nullptr || source == nullptr || destination == source) return {};
              for (const auto &[key, value] : source->state.values)
@@ -228,7 +225,7 @@ ZEL_EXPORT void zel_map_merge(zel_map *destination, const zel_map *source) {
 }
 
 ZEL_EXPORT void zel_map_dump(const zel_map *map) {
-  run_call("zel_map_dump", CallKind::kOrdinary, kNothing, nullptr,
+  run_call("zel_map_dump", CallKind::kOrdinary, kNoResult, nullptr,
            {{"map", shown(map)}, {"values", map == nullptr ? LogValue(nullptr) : LogValue(&map->state.values)}},
            [&](GError **) -> Nothing {
              if (map != nullptr) (void)std::fputs(dump_text(map->state.values).c_str(), stdout);

@@ -2,6 +2,7 @@
 #ifndef ZEL_CAMERA_MAP_H
 #define ZEL_CAMERA_MAP_H
 
+#include "api/call.h"
 #include "api/object.h"
 #include "api/session.h"
 #include "settings/values.h"
@@ -34,6 +35,10 @@ Ref<zel_map> make_map(Session &session, Values values);
 
 /// How a map appears in log arguments: its number, or null.
 LogValue shown(const zel_map *map);
+
+/// A map that was asked for; a null one is a failure.
+inline constexpr Answer<zel_map *> kMap{nullptr, [](zel_map *const &map) { return shown(map); },
+                                        [](zel_map *const &map) { return map == nullptr; }};
 
 /// The readable form of a map: a line "key = value" each, in the order of the keys.
 std::string dump_text(const Values &values);

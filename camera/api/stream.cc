@@ -25,8 +25,6 @@ namespace {
 
 constexpr Answer<zel_stream *> kStream{nullptr, [](zel_stream *const &stream) { return shown(stream); },
                                        [](zel_stream *const &stream) { return stream == nullptr; }};
-constexpr Answer<zel_map *> kMap{nullptr, [](zel_map *const &map) { return shown(map); },
-                                 [](zel_map *const &map) { return map == nullptr; }};
 constexpr Answer<zel_buffer *> kBuffer{nullptr, [](zel_buffer *const &buffer) { return shown(buffer); },
                                        [](zel_buffer *const &buffer) { return buffer == nullptr; }};
 /// A map that may be absent without that being a failure.

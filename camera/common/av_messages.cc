@@ -11,13 +11,13 @@ extern "C" {
 namespace camera {
 namespace {
 
-thread_local int silenced = 0;
+thread_local int silencers = 0;
 
 std::mutex callback_mutex;
 int callback_users = 0;
 
 void print_unless_silenced(void *context, int level, const char *format, va_list arguments) {
-  if (silenced == 0) av_log_default_callback(context, level, format, arguments);
+  if (silencers == 0) av_log_default_callback(context, level, format, arguments);
 }
 
 }  // namespace
@@ -33,11 +33,11 @@ AvLogCallback::~AvLogCallback() {
 }
 
 MessagesSilenced::MessagesSilenced() {
-  ++silenced;
+  ++silencers;
 }
 
 MessagesSilenced::~MessagesSilenced() {
-  --silenced;
+  --silencers;
 }
 
 }  // namespace camera

@@ -23,6 +23,11 @@ extern "C" {
 
 constexpr std::uint32_t kH264 = 0, kH265 = 1, kJpeg = 2, kAv1 = 10;
 
+/// What a call that fails says.
+inline constexpr const char *kNoHeader = "zel-error-quark/17: Failed writing MKV header";
+inline constexpr const char *kNoFrame = "zel-error-quark/17: Failed writing MKV frame";
+inline constexpr const char *kNotFinalised = "zel-error-quark/17: Failed finalizing container";
+
 /// Number of this process's open descriptors.
 inline std::size_t open_descriptors() {
   const std::filesystem::directory_iterator descriptors("/proc/self/fd");

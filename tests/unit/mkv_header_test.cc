@@ -9,10 +9,6 @@
 
 namespace {
 
-constexpr const char *kNoHeader = "zel-error-quark/17: Failed writing MKV header";
-constexpr const char *kNoFrame = "zel-error-quark/17: Failed writing MKV frame";
-constexpr const char *kNotFinalised = "zel-error-quark/17: Failed finalizing container";
-
 using MkvHeaderTest = MkvTest;
 
 /// What the first block of the file's extradata is, seen from the writer's own stream.

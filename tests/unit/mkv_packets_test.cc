@@ -24,7 +24,6 @@ class MkvPacketsTest : public MkvTest {
   }
 };
 
-constexpr const char *kNoFrame = "zel-error-quark/17: Failed writing MKV frame";
 constexpr const char *kNoSubtitle = "zel-error-quark/17: Failed writing MKV subtitle";
 
 // Catches a frame period that is not rounded half up, and rates whose period is no number of milliseconds.

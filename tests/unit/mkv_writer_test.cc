@@ -10,10 +10,6 @@
 
 namespace {
 
-constexpr const char *kNoHeader = "zel-error-quark/17: Failed writing MKV header";
-constexpr const char *kNoFrame = "zel-error-quark/17: Failed writing MKV frame";
-constexpr const char *kNotFinalised = "zel-error-quark/17: Failed finalizing container";
-
 using MkvWriterTest = MkvTest;
 
 // ---- Creating

@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds kLookAgain{1};
 constexpr mode_t kReadWrite = 0644;
 /// What a shell says when a program cannot be run; the child's standard error has the reason.
 constexpr int kCannotRun = 127;

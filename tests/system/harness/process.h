@@ -12,6 +12,9 @@
 #include <string>
 #include <vector>
 
+/// How long to wait before looking again at what has no descriptor to wait on.
+inline constexpr std::chrono::milliseconds kLookAgain{1};
+
 /// How a process ended and what it wrote.
 struct RunResult {
   int status = -1;         ///< exit status; -1 when a signal ended it

@@ -12,10 +12,11 @@
 #include <chrono>
 #include <system_error>
 
+#include "harness/process.h"
+
 namespace {
 
 constexpr int kLookForStopMs = 10;
-constexpr std::chrono::milliseconds kLookAgain{1};
 constexpr std::chrono::seconds kGuard{60};
 
 /// Printed by the test itself after the client's end: what stands before it on the screen is complete.
