@@ -38,7 +38,7 @@ std::string text_of(const Seen &seen) {
   return {bytes.begin(), bytes.end()};
 }
 
-// Catches a run that goes on where the one before was stopped, numbers or times that begin again, and an end that stays.
+// Catches a run that goes on where the one before stopped, numbers or times that begin again, and an end that stays.
 TEST_F(CapturedTest, EveryRunBeginsWithTheFirstFrame) {
   play("pacing=virtual");
   create({});
