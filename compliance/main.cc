@@ -6,7 +6,7 @@
 #include "compliance/common/options.h"
 #include "compliance/program/report.h"
 #include "compliance/runner/child.h"
-#include "compliance/runner/open_once.h"
+#include "compliance/runner/run.h"
 
 namespace {
 
@@ -38,28 +38,6 @@ std::vector<Check> selected_checks() {
   return checks;
 }
 
-/// Without a library no check says anything: whether there is one is always looked at first.
-std::vector<Result> run_checks(const std::vector<Check> &checks) {
-  std::vector<Result> results;
-  const auto add = [&results](const Result &result) {
-    print_result(result);
-    results.push_back(result);
-  };
-  const Result opened = run_check(all_checks().front(), options.limit);
-  const bool has_library = opened.outcome == Outcome::kPassed;
-  if (has_library) open_once(options.limit);
-  if (!has_library || checks.front().name == opened.check.name) add(opened);
-  for (const Check &check : checks) {
-    if (check.name == opened.check.name) continue;
-    if (has_library) {
-      add(run_check(check, options.limit + (check.group() == "Time" ? options.seconds : 0)));
-    } else {
-      add({.check = check, .outcome = Outcome::kSkipped, .findings = {}, .reason = "there is no library", .notes = {}});
-    }
-  }
-  return results;
-}
-
 struct CloseFile {
   void operator()(std::FILE *file) const { (void)std::fclose(file); }
 };
@@ -86,10 +64,12 @@ int check_library() {
     if (json == nullptr) return fail_to_write();
   }
   prepare_checks();
-  const std::vector<Result> results = run_checks(checks);
-  print_summary(results);
-  if (json != nullptr && !write_json(results, json.get())) return fail_to_write();
-  for (const Result &result : results)
+  Run run(print_result);
+  for (const Check &check : checks)
+    run.take(check);
+  print_summary(run.results());
+  if (json != nullptr && !write_json(run.results(), json.get())) return fail_to_write();
+  for (const Result &result : run.results())
     if (result.outcome == Outcome::kFailed) return kDiffers;
   return kGood;
 }

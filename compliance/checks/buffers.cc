@@ -1,11 +1,13 @@
 // Buffers: who holds which one, and that none is lost.
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "compliance/checks/check.h"
+#include "compliance/common/expect.h"
 #include "compliance/support/frame.h"
 #include "compliance/support/stream.h"
 
@@ -27,27 +29,49 @@ void check_handing_back() {
   for (int i = 0; i < 10; ++i) {
     const BufferPtr buffer = stream.fetch();
     zel_frame *frame = frame_of(buffer);
-    const guint32 sequence = zel().frame_get_sequence_nbr(frame);
+    const std::string which = "the segment flag of frame " + shown(zel().frame_get_sequence_nbr(frame));
     const gboolean segment_start = zel().frame_is_segment_start(frame);
     stream.hand_back(buffer);
-    EXPECT_EQ(zel().frame_is_segment_start(frame), segment_start)
-        << "the segment flag of frame " << sequence << " after its buffer was handed back, on the left, and before";
+    expect_equal(which + " after its buffer was handed back", zel().frame_is_segment_start(frame), segment_start);
   }
 }
 
+/// A chunk that was taken, and what it held then.
+struct TakenChunk {
+  const std::uint8_t *data;
+  Bytes bytes;
+};
+
+std::vector<TakenChunk> take_chunks(zel_frame *frame) {
+  std::vector<TakenChunk> chunks;
+  const gsize size = zel().frame_get_size(frame);
+  for (gsize taken = 0; taken < size;) {
+    const zel_chunk chunk = take_chunk(frame, Take::kPlain);
+    if (chunk.size == 0 || chunk.size > size - taken) break;
+    const auto *data = static_cast<const std::uint8_t *>(chunk.data);
+    if (data != nullptr) chunks.push_back({.data = data, .bytes = Bytes(data, data + chunk.size)});
+    taken += chunk.size;
+  }
+  return chunks;
+}
+
 void check_kept_buffer() {
-  Stream stream{Request()};
+  Stream stream{Request().set("buffer.access", guint32{1})};
   stream.run(3);
   const BufferPtr kept = stream.fetch();
-  const std::vector<std::uint8_t> bytes = take_bytes(frame_of(kept));
+  const std::vector<TakenChunk> chunks = take_chunks(frame_of(kept));
   const guint32 sequence = zel().frame_get_sequence_nbr(frame_of(kept));
   for (int i = 0; i < 10; ++i) {
     const BufferPtr buffer = stream.fetch();
-    ASSERT_NE(buffer, kept) << "a fetched buffer is the one that was kept";
+    require(buffer != kept, "a buffer that was not handed back was given out again, expected the others only");
     stream.hand_back(buffer);
   }
-  EXPECT_EQ(zel().frame_get_sequence_nbr(frame_of(kept)), sequence)
-      << "the number of the frame that was kept, on the left, and at first";
+  expect_equal("the number of a frame that was kept for 10 others", zel().frame_get_sequence_nbr(frame_of(kept)),
+               sequence);
+  for (const TakenChunk &chunk : chunks) {
+    expect(std::equal(chunk.bytes.begin(), chunk.bytes.end(), chunk.data),
+           "the bytes of a frame that was kept for 10 others have changed, expected them as they were");
+  }
   stream.hand_back(kept);
 }
 
@@ -59,7 +83,8 @@ void check_dropping() {
     stream.hand_back(stream.fetch());
   const BufferPtr held = stream.fetch();
   stream.stop();
-  EXPECT_GT(zel().frame_get_size(frame_of(held)), 0U) << "of a frame that is held while the stream is stopped";
+  expect(zel().frame_get_size(frame_of(held)) > 0,
+         "the size of a frame that is held while its stream is stopped is 0, expected what it was");
 }
 
 void check_release() {
@@ -79,7 +104,8 @@ void check_release() {
   }
   stream.tear_down();
   for (unsigned i = 0; i < kBuffers; ++i) {
-    EXPECT_EQ(alive.at(i), nullptr) << "buffer " << i + 1 << " of " << kBuffers << " after all were released";
+    expect(alive.at(i) == nullptr, "buffer " + shown(i + 1) + " of " + shown(kBuffers) +
+                                       " stayed when all was released, expected it to go away");
     if (alive.at(i) != nullptr) g_object_remove_weak_pointer(G_OBJECT(alive.at(i)), &alive.at(i));
   }
 }
@@ -88,10 +114,10 @@ void check_clearing() {
   const Stream stream{Request()};
   ErrorSlot error;
   zel_buffer *buffer = zel().stream_buffer_alloc(stream.get(), nullptr, error.address());
-  ASSERT_NE(buffer, nullptr) << "zel_stream_buffer_alloc failed with " << error.text();
-  EXPECT_TRUE(zel().stream_buffer_unref(stream.get(), &buffer, error.address()))
-      << "zel_stream_buffer_unref failed with " << error.text();
-  EXPECT_EQ(buffer, nullptr) << "the pointer after zel_stream_buffer_unref, on the left";
+  require(buffer != nullptr, failure_text("zel_stream_buffer_alloc", error, errno) + ", expected a buffer");
+  expect(zel().stream_buffer_unref(stream.get(), &buffer, error.address()) != FALSE,
+         failure_text("zel_stream_buffer_unref", error, errno) + ", expected it to be done");
+  expect(buffer == nullptr, "the pointer is as it was after zel_stream_buffer_unref, expected NULL");
 }
 
 void check_ids() {
@@ -101,12 +127,13 @@ void check_ids() {
   std::set<guint32> ids;
   for (zel_buffer *buffer : stream.buffers())
     ids.insert(zel().buffer_get_id(buffer));
-  EXPECT_EQ(ids.size(), kBuffers) << "different numbers of so many buffers, on the left";
+  expect_equal("the count of different numbers that " + shown(kBuffers) + " buffers have", ids.size(),
+               std::size_t{kBuffers});
   stream.start();
   for (unsigned i = 0; i < kBuffers; ++i) {
     const BufferPtr buffer = stream.fetch();
-    EXPECT_TRUE(ids.contains(zel().buffer_get_id(frame_of(buffer))))
-        << "number " << zel().buffer_get_id(buffer.get()) << " of a filled buffer among those of the provided ones";
+    const guint32 id = zel().buffer_get_id(frame_of(buffer));
+    expect(ids.contains(id), "a filled buffer has the number " + shown(id) + ", expected that of one that was given");
     stream.hand_back(buffer);
   }
 }
@@ -119,10 +146,10 @@ void check_frame_view() {
   const auto references = [&] { return g_atomic_int_get(&G_OBJECT(buffer.get())->ref_count); };
   const auto before = references();
   zel_frame *frame = frame_of(buffer);
-  EXPECT_EQ(references(), before) << "references of the buffer after zel_buffer_get_frame, on the left, and before";
-  EXPECT_EQ(frame, buffer.get()) << "the frame, on the left, and its buffer";
-  EXPECT_EQ(zel().buffer_get_capacity(frame), zel().buffer_get_capacity(buffer.get()))
-      << "the capacity through the frame, on the left, and through the buffer";
+  expect_equal("the count of a buffer's references after zel_buffer_get_frame", references(), before);
+  expect(frame == buffer.get(), "a frame is another object than its buffer, expected the same one");
+  expect_equal("the capacity of a buffer, asked through its frame,", zel().buffer_get_capacity(frame),
+               zel().buffer_get_capacity(buffer.get()));
 }
 
 void check_service_buffers() {

@@ -15,6 +15,7 @@ struct Check {
   std::string relies;         ///< what of zel-client rests on it, likewise
   std::function<void()> run;  ///< uses GoogleTest's assertions; may throw Finding or Skip
   bool dangerous = false;     ///< may leave the camera's service in a bad state: only with --all
+  bool needs_frames = false;  ///< says nothing of a library that delivers no frames
 
   std::string group() const { return name.substr(0, name.find('.')); }
 };
@@ -29,10 +30,15 @@ std::vector<Check> stream_control_checks();
 std::vector<Check> buffer_checks();
 std::vector<Check> frame_checks();
 std::vector<Check> coded_frame_checks();
+std::vector<Check> chunked_frame_checks();
 std::vector<Check> time_checks();
 
-/// All checks, in the order in which they run. The first one is whether there is a library at all.
+/// All checks, in the order in which they run. Those that others rest on come before them.
 std::vector<Check> all_checks();
+
+/// The names of the checks that others rest on: whether there is a library, and whether a stream delivers frames.
+inline constexpr const char *kOpens = "Library.Opens";
+inline constexpr const char *kDelivery = "Streams.Delivery";
 
 }  // namespace compliance
 

@@ -1,6 +1,4 @@
 // The enumerations: what users type, and the numbers that the client knows.
-#include <gtest/gtest.h>
-
 #include <array>
 #include <set>
 #include <string>
@@ -9,7 +7,7 @@
 
 #include "common/owned.h"
 #include "compliance/checks/check.h"
-#include "compliance/common/finding.h"
+#include "compliance/common/expect.h"
 #include "compliance/support/request.h"
 #include "formats/stream_format.h"
 
@@ -35,17 +33,36 @@ bool has_value(const std::vector<GEnumValue> &values, gint number) {
   return false;
 }
 
+/// The values of an enumeration for the report: "ZelFormat: h264 0, h265 1".
+std::string words_of(GType type, const std::vector<GEnumValue> &values) {
+  std::string text = g_type_name(type);
+  const char *separator = ": ";
+  for (const GEnumValue &value : values) {
+    text += separator;
+    text += value.value_nick != nullptr ? value.value_nick : "";
+    text += ' ';
+    text += shown(value.value);
+    separator = ", ";
+  }
+  return text;
+}
+
+std::string says(const std::string &function, const std::string &word) {
+  return function + " has the word \"" + word + "\" ";
+}
+
 void check_words() {
   for (const Enumeration &enumeration : enumerations) {
-    const char *function = (zel().*enumeration.type).name();
+    const std::string function = (zel().*enumeration.type).name();
     const std::vector<GEnumValue> values = values_of(enumeration.type);
-    EXPECT_FALSE(values.empty()) << function << " has no values, expected some";
+    note(words_of((zel().*enumeration.type)(), values));
+    expect(!values.empty(), function + " has no values, expected some");
     std::set<std::string> words;
     for (const GEnumValue &value : values) {
       const std::string word = value.value_nick != nullptr ? value.value_nick : "";
-      EXPECT_TRUE(!word.empty() && word.find_first_of(" ,\t\n") == std::string::npos)
-          << function << " has the word \"" << word << "\" for " << value.value << ", expected one without blanks";
-      EXPECT_TRUE(words.insert(word).second) << function << " has the word \"" << word << "\" twice, expected it once";
+      expect(!word.empty() && word.find_first_of(" ,\t\n") == std::string::npos,
+             says(function, word) + "for " + shown(value.value) + ", expected one without blanks");
+      expect(words.insert(word).second, says(function, word) + "twice, expected it once");
     }
   }
 }
@@ -67,40 +84,45 @@ void check_formats() {
     const std::string_view word = value.value_nick;
     for (const KnownFormat &known : kKnownFormats) {
       if (word.find(known.part) == std::string_view::npos) continue;
-      EXPECT_EQ(static_cast<guint32>(value.value), known.number) << "the number of \"" << word << "\", on the left";
+      expect_equal("the number of the format \"" + std::string(word) + "\"", static_cast<guint32>(value.value),
+                   known.number);
       knows_one = true;
     }
   }
-  EXPECT_TRUE(knows_one) << "no word of a format has 264, 265, hevc, jpeg or av1 in it, expected one of them";
+  expect(knows_one, "no word of a format has 264, 265, hevc, jpeg, mjpg or av1 in it, expected one of them");
 }
 
 void check_timestamp_types() {
   const std::vector<GEnumValue> values = values_of(&Library::timestamp_get_type);
-  EXPECT_TRUE(has_value(values, 0)) << "no value 0, expected one: the presentation time";
-  EXPECT_TRUE(has_value(values, 1)) << "no value 1, expected one: the wall clock";
-  for (const GEnumValue &value : values)
-    EXPECT_GE(value.value, 0) << "the value of \"" << value.value_nick << "\", which is stored without a sign";
+  expect(has_value(values, 0), "no timestamp type has the number 0, expected one: the presentation time");
+  expect(has_value(values, 1), "no timestamp type has the number 1, expected one: the wall clock");
+  for (const GEnumValue &value : values) {
+    expect(value.value >= 0, std::string("the number of the timestamp type \"") + value.value_nick + "\" is " +
+                                 shown(value.value) + ", expected no negative one");
+  }
 }
 
 void check_buffer_strategies() {
-  EXPECT_TRUE(has_value(values_of(&Library::buffer_strategy_get_type), 4))
-      << "no value 4, expected one: the service brings its own buffers";
+  expect(has_value(values_of(&Library::buffer_strategy_get_type), 4),
+         "no buffer strategy has the number 4, expected one: the service brings its own buffers");
 }
 
 void check_buffer_accesses() {
   const std::vector<GEnumValue> values = values_of(&Library::buffer_access_get_type);
-  EXPECT_TRUE(has_value(values, 1)) << "no value 1, expected one: the client may read the data";
+  expect(has_value(values, 1), "no buffer access has the number 1, expected one: the client may read the data");
   for (const GEnumValue &value : values) {
-    const std::string_view word = value.value_nick;
+    const std::string word = value.value_nick;
     if (!word.starts_with("read")) continue;
-    EXPECT_EQ(value.value & 1, 1) << "bit 0 of \"" << word << "\", which is " << value.value << ", on the left";
+    expect((value.value & 1) != 0,
+           "the number of the buffer access \"" + word + "\" is " + shown(value.value) + ", expected one with bit 0");
   }
 }
 
 void check_frame_types() {
   for (const GEnumValue &value : values_of(&Library::frame_type_get_type)) {
-    const std::string_view word = value.value_nick;
-    EXPECT_LE(word.size(), 9U) << "the length of \"" << word << "\", on the left";
+    const std::string word = value.value_nick;
+    expect(word.size() <= 9,
+           "the word of the frame type \"" + word + "\" has " + shown(word.size()) + " characters, expected 9 at most");
   }
 }
 

@@ -1,10 +1,9 @@
 // Frames: what they say of themselves, whatever they hold.
-#include <gtest/gtest.h>
-
 #include <optional>
 #include <string>
 
 #include "compliance/checks/check.h"
+#include "compliance/common/expect.h"
 #include "compliance/support/frame.h"
 #include "compliance/support/stream.h"
 
@@ -19,21 +18,27 @@ template <typename Look>
 void look_at_frames(const Request &request, int count, Look look) {
   Stream stream(request);
   stream.run(kBuffers);
-  for (int i = 0; i < count && !testing::Test::HasFailure(); ++i) {
+  for (int i = 0; i < count && !has_findings(); ++i) {
     const BufferPtr buffer = stream.fetch();
     look(frame_of(buffer));
     stream.hand_back(buffer);
   }
 }
 
+/// A finding "WHAT is SEEN, expected LIMIT at most".
+template <typename Number>
+void expect_at_most(const std::string &what, Number seen, Number limit) {
+  expect(seen <= limit, what + " is " + shown(seen) + ", expected " + shown(limit) + " at most");
+}
+
 void check_capacity() {
   look_at_frames(Request(), 5, [](zel_frame *frame) {
-    EXPECT_GT(zel().frame_get_size(frame), 0U) << "the size of a frame";
-    EXPECT_LE(zel().frame_get_size(frame), zel().buffer_get_capacity(frame))
-        << "the size of a frame, on the left, and the capacity of its buffer";
-    EXPECT_GE(zel().frame_get_header_size(frame), 0) << "the size of a frame's codec header";
-    EXPECT_LE(static_cast<gsize>(zel().frame_get_header_size(frame)), zel().frame_get_size(frame))
-        << "the size of a frame's codec header, on the left, and of the frame";
+    const gsize size = zel().frame_get_size(frame);
+    const gssize header_size = zel().frame_get_header_size(frame);
+    expect(size > 0, "the size of a frame is 0, expected some bytes");
+    expect_at_most("the size of a frame", size, zel().buffer_get_capacity(frame));
+    expect(header_size >= 0, "the header size of a frame is " + shown(header_size) + ", expected no negative one");
+    expect_at_most("the header size of a frame", header_size, static_cast<gssize>(size));
   });
 }
 
@@ -42,10 +47,9 @@ void check_sequence() {
   look_at_frames(Request(), 10, [&](zel_frame *frame) {
     const guint32 sequence = zel().frame_get_sequence_nbr(frame);
     // Numbers may leave some out and wrap; half of them lie ahead.
-    if (before) {
-      EXPECT_TRUE(sequence != *before && sequence - *before < 0x80000000U)
-          << "sequence number " << sequence << " after " << *before << ", expected a later one";
-    }
+    expect(
+        !before || (sequence != *before && sequence - *before < 0x80000000U),
+        "the sequence number after " + shown(before.value_or(0)) + " is " + shown(sequence) + ", expected a later one");
     before = sequence;
   });
 }
@@ -54,16 +58,17 @@ void check_sequence() {
 void expect_age(const char *clock, guint64 now, guint64 timestamp) {
   constexpr gint64 kMostUs = 10000000;
   const auto age = static_cast<gint64>(now - timestamp);
-  EXPECT_TRUE(age >= 0 && age <= kMostUs)
-      << "a frame's time is " << timestamp << ", " << age << " us before now on the " << clock << ", expected 0 to "
-      << kMostUs << " us";
+  expect(age >= 0 && age <= kMostUs, "a frame's time is " + shown(timestamp) + ", " + shown(age) +
+                                         " us before now on the " + clock + ", expected 0 to " + shown(kMostUs) +
+                                         " us");
 }
 
 void check_timestamps() {
   guint64 before = 0;
   look_at_frames(Request(), 10, [&](zel_frame *frame) {
     const guint64 timestamp = zel().frame_get_timestamp(frame);
-    EXPECT_GT(timestamp, before) << "a frame's time, on the left, and the time of the one before";
+    expect(timestamp > before,
+           "the time of the frame after " + shown(before) + " is " + shown(timestamp) + ", expected a later one");
     expect_age("monotonic clock", static_cast<guint64>(g_get_monotonic_time()), timestamp);
     before = timestamp;
   });
@@ -78,49 +83,50 @@ void check_utc_timestamps() {
 void check_custom_timestamps() {
   look_at_frames(Request(), 3, [](zel_frame *frame) {
     const guint64 timestamp = zel().frame_get_custom_timestamp(frame);
-    EXPECT_EQ(zel().frame_get_custom_timestamp(frame), timestamp) << "the custom timestamp, read twice";
+    expect_equal("a frame's custom timestamp, read again,", zel().frame_get_custom_timestamp(frame), timestamp);
   });
 }
 
 void check_segment_flags() {
   look_at_frames(Request(), 5, [](zel_frame *frame) {
     const gboolean flag = zel().frame_is_segment_start(frame);
-    EXPECT_TRUE(flag == 0 || flag == 1) << "the segment flag is " << flag << ", expected 0 or 1";
+    expect(flag == 0 || flag == 1, "the segment flag of a frame is " + shown(flag) + ", expected 0 or 1");
   });
 }
 
 void check_extra_info() {
   look_at_frames(Request(), 5, [](zel_frame *frame) {
     zel_map *info = zel().frame_get_extra_info(frame);
-    ASSERT_NE(info, nullptr) << "of zel_frame_get_extra_info";
-    ASSERT_TRUE(G_IS_OBJECT(info)) << "the extra information, expected a GObject";
+    require(info != nullptr, "zel_frame_get_extra_info gave NULL, expected a map");
+    require(G_IS_OBJECT(info), "zel_frame_get_extra_info gave something else, expected a GObject");
     const auto references = [&] { return g_atomic_int_get(&G_OBJECT(info)->ref_count); };
     const auto before = references();
     if (zel().frame_get_extra_info(frame) == info) {
-      EXPECT_EQ(references(), before) << "references of the extra information after a second call, on the left";
+      expect_equal("the count of references of a frame's extra information, asked for again,", references(), before);
     }
     const VariantPtr empty(zel().map_get_variant(info, "empty", nullptr));
     if (empty != nullptr) {
-      EXPECT_EQ(g_variant_get_size(empty.get()), 1U) << "the bytes of \"empty\", on the left";
+      expect_equal("the count of bytes of \"empty\"", g_variant_get_size(empty.get()), gsize{1});
     }
   });
 }
 
 void check_chunk_layout() {
   look_at_frames(Request().set("buffer.access", guint32{1}), 3, [](zel_frame *frame) {
+    const gsize size = zel().frame_get_size(frame);
     const zel_chunk chunk = take_chunk(frame, Take::kWithFlags);
-    EXPECT_GT(chunk.size, 0U) << "the bytes of a frame's first chunk";
-    EXPECT_LE(chunk.size, zel().frame_get_size(frame))
-        << "the bytes of a frame's first chunk, on the left, and of the frame";
-    EXPECT_NE(chunk.data, nullptr) << "the data of a frame's first chunk";
+    expect(chunk.size > 0, "the size of a frame's first chunk is 0, expected some bytes");
+    expect_at_most("the size of a frame's first chunk", chunk.size, size);
+    expect(chunk.data != nullptr, "the data of a frame's first chunk is NULL, expected some");
     if (zel().buffer_is_contiguous(frame) != FALSE) {
-      EXPECT_EQ(chunk.size, zel().frame_get_size(frame)) << "the only chunk's bytes, on the left, and the frame's";
-      EXPECT_EQ(take_chunk(frame, Take::kWithFlags).size, 0U) << "the chunk after the only one, on the left";
+      expect_equal("the size of a contiguous frame's chunk", chunk.size, size);
+      expect_equal("the size of a chunk after a contiguous frame's only one", take_chunk(frame, Take::kWithFlags).size,
+                   gsize{0});
     }
   });
 }
 
-/// The frames of `count` fills of one and the same buffer; the first one is left with its cursor where it was.
+/// The frames of several fills of one and the same buffer; the first one is left with its cursor where it was.
 void check_cursor() {
   Stream stream{Request().set("buffer.access", guint32{1})};
   stream.run(1);
@@ -133,10 +139,36 @@ void check_cursor() {
   for (const Take take : {Take::kPlain, Take::kWithFlags, Take::kPlain}) {
     const BufferPtr buffer = stream.fetch();
     zel_frame *frame = frame_of(buffer);
-    EXPECT_EQ(take_bytes(frame, take).size(), zel().frame_get_size(frame))
-        << "the bytes of all chunks, on the left, and of the frame, in a buffer that was filled anew";
+    expect_equal("the count of bytes in all chunks of a frame, in a buffer that was filled anew,",
+                 take_bytes(frame, take).size(), zel().frame_get_size(frame));
     for (const Take again : {Take::kPlain, Take::kWithFlags})
-      EXPECT_EQ(take_chunk(frame, again).size, 0U) << "the size of a chunk after the last one, on the left";
+      expect_equal("the size of a chunk after the last one", take_chunk(frame, again).size, gsize{0});
+    stream.hand_back(buffer);
+  }
+}
+
+/// A buffer access without bit 0; a Skip when the library has none.
+guint32 access_without_reading() {
+  const EnumClassPtr accesses = enum_class(zel().buffer_access_get_type());
+  for (guint i = 0; accesses != nullptr && i < accesses->n_values; ++i) {
+    const auto number = static_cast<guint32>(accesses->values[i].value);
+    if ((number & 1U) == 0) return number;
+  }
+  throw Skip("every buffer access has bit 0");
+}
+
+void check_unread_frames() {
+  const guint32 access = access_without_reading();
+  Stream stream(Request().set("buffer.access", access), "the buffer access " + shown(access));
+  stream.run(2);
+  for (int i = 0; i < 3; ++i) {
+    const BufferPtr buffer = stream.fetch();
+    zel_frame *frame = frame_of(buffer);
+    const gsize most = zel().frame_get_size(frame) + 1;
+    gsize chunks = 0;
+    while (chunks <= most && take_chunk(frame, Take::kWithFlags).size != 0)
+      ++chunks;
+    expect(chunks <= most, "a frame has more chunks than bytes, expected one of size 0 at its end");
     stream.hand_back(buffer);
   }
 }
@@ -181,6 +213,10 @@ std::vector<Check> frame_checks() {
        .expects = "The chunks of a frame add up to its size, and begin anew when the buffer is filled anew",
        .relies = "The raw file, which holds every frame whole whatever was done with the one before",
        .run = check_cursor},
+      {.name = "Frames.Unread",
+       .expects = "Without access to a frame's data its chunks come to an end all the same",
+       .relies = "--buffer.access without bit 0: the client goes through the chunks and stores nothing",
+       .run = check_unread_frames},
   };
 }
 

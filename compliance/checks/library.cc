@@ -1,13 +1,10 @@
 // Whether there is a library, and whether it is the one that was asked for.
 #include "compliance/library/library.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <string>
 
 #include "compliance/checks/check.h"
-#include "compliance/common/finding.h"
+#include "compliance/common/expect.h"
 
 namespace compliance {
 namespace {
@@ -21,12 +18,12 @@ void check_that_it_opens() {
 }
 
 void check_soname() {
-  EXPECT_EQ(zel().soname, kSoname) << "the file's name of itself, on the left";
+  expect_equal("the name that the library's file has for itself", zel().soname, std::string(kSoname));
 }
 
 void check_functions() {
   for (const std::string &name : zel().missing)
-    ADD_FAILURE() << name << " is not in the library, expected every function of zel.h";
+    expect(false, name + " is not in the library, expected every function of zel.h");
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // Maps: settings, and all that the library says in keys and values.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -8,28 +7,25 @@
 #include <limits>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "common/owned.h"
 #include "compliance/checks/check.h"
-#include "compliance/common/finding.h"
+#include "compliance/common/expect.h"
 #include "compliance/support/stream.h"
 
 namespace compliance {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
 MapPtr new_map() {
   MapPtr map(zel().map_new());
-  if (map == nullptr) throw Finding("zel_map_new gave NULL, expected a map");
+  require(map != nullptr, "zel_map_new gave NULL, expected a map");
   return map;
 }
 
 /// The bytes of a value's variant; a Finding when it has none.
 Bytes serialised(const MapPtr &map, const char *key) {
   const VariantPtr variant(zel().map_get_variant(map.get(), key, nullptr));
-  if (variant == nullptr) throw Finding(std::string("zel_map_get_variant gave NULL for \"") + key + "\", which is set");
+  require(variant != nullptr, std::string("zel_map_get_variant gave NULL for \"") + key + "\", expected what was set");
   const auto *data = static_cast<const std::uint8_t *>(g_variant_get_data(variant.get()));
   const gsize size = g_variant_get_size(variant.get());
   return data != nullptr ? Bytes(data, data + size) : Bytes();
@@ -46,27 +42,33 @@ bool contains(const MapPtr &map, const char *key) {
   return zel().map_contains_va(map.get(), key, nullptr) != FALSE;
 }
 
+/// That "key" holds these bytes.
+void expect_variant(const std::string &what, const MapPtr &map, const Bytes &expected) {
+  expect_equal("the variant of " + what, serialised(map, "key"), expected);
+}
+
 void check_references() {
   zel_map *map = zel().map_new();
-  ASSERT_NE(map, nullptr) << "of zel_map_new";
-  ASSERT_TRUE(G_IS_OBJECT(map)) << "zel_map_new gave something else, expected a GObject";
-  EXPECT_FALSE(contains(MapPtr(static_cast<zel_map *>(g_object_ref(map))), "key")) << "in a new map";
+  require(map != nullptr, "zel_map_new gave NULL, expected a map");
+  require(G_IS_OBJECT(map), "zel_map_new gave something else, expected a GObject");
+  expect_truth("whether a new map has the key \"key\"",
+               contains(MapPtr(static_cast<zel_map *>(g_object_ref(map))), "key"), false);
   gpointer alive = map;
   g_object_add_weak_pointer(G_OBJECT(map), &alive);
   g_object_ref(map);
   g_object_unref(map);
-  ASSERT_NE(alive, nullptr) << "a map of two references went away with one of them";
+  require(alive != nullptr, "a map of two references went away with one of them, expected it to stay");
   g_object_unref(map);
-  EXPECT_EQ(alive, nullptr) << "a map stayed when its only reference was released";
+  expect(alive == nullptr, "a new map stayed when one reference was released, expected it to go away with it");
 }
 
 void check_booleans() {
   const MapPtr map = new_map();
-  for (const gboolean value : {gboolean{TRUE}, gboolean{FALSE}}) {
-    zel().map_set_boolean(map.get(), "key", value);
-    EXPECT_EQ(zel().map_get_boolean(map.get(), "key", !value), value) << "read back, on the left";
-    EXPECT_EQ(serialised(map, "key"), bytes_of<std::uint8_t>({static_cast<std::uint8_t>(value)}))
-        << "the variant's bytes, on the left";
+  for (const bool value : {true, false}) {
+    zel().map_set_boolean(map.get(), "key", value ? TRUE : FALSE);
+    const std::string what = "a boolean that was set to " + shown(value);
+    expect_truth(what + ", read back,", zel().map_get_boolean(map.get(), "key", value ? FALSE : TRUE), value);
+    expect_variant(what, map, {static_cast<std::uint8_t>(value ? 1 : 0)});
   }
 }
 
@@ -74,8 +76,9 @@ void check_unsigned() {
   const MapPtr map = new_map();
   for (const guint32 value : {0U, 1U, 0x01020304U, 0x80000000U, 0xFFFFFFFFU}) {
     zel().map_set_uint32(map.get(), "key", value);
-    EXPECT_EQ(zel().map_get_uint32(map.get(), "key", ~value), value) << "read back, on the left";
-    EXPECT_EQ(serialised(map, "key"), bytes_of({value})) << "the variant's bytes, on the left";
+    const std::string what = "an unsigned that was set to " + shown(value);
+    expect_equal(what + ", read back,", zel().map_get_uint32(map.get(), "key", ~value), value);
+    expect_variant(what, map, bytes_of({value}));
   }
 }
 
@@ -83,8 +86,9 @@ void check_doubles() {
   const MapPtr map = new_map();
   for (const double value : {0.0, 29.97, -0.5, 1e-300, std::numeric_limits<double>::max()}) {
     zel().map_set_double(map.get(), "key", value);
-    EXPECT_EQ(zel().map_get_double(map.get(), "key", 4.0), value) << "read back, on the left";
-    EXPECT_EQ(serialised(map, "key"), bytes_of({value})) << "the variant's bytes, on the left";
+    const std::string what = "a double that was set to " + shown(value);
+    expect_equal(what + ", read back,", zel().map_get_double(map.get(), "key", 4.0), value);
+    expect_variant(what, map, bytes_of({value}));
   }
 }
 
@@ -96,45 +100,49 @@ void check_strings() {
     zel().map_set_string(map.get(), key.c_str(), text.c_str());
     key = "???";  // both are copied
     text.assign(text.size(), '?');
-    EXPECT_EQ(serialised(map, "key"), Bytes(value, value + std::strlen(value) + 1))
-        << "the variant's bytes, on the left, of \"" << value << "\" with its zero";
+    expect_variant("the text \"" + std::string(value) + "\" (with its zero)", map,
+                   Bytes(value, value + std::strlen(value) + 1));
   }
 }
 
 void check_pairs() {
   const MapPtr map = new_map();
   zel().map_set_pair32u(map.get(), "key", {.first = 0x11223344, .second = 0xFFEEDDCC});
-  EXPECT_EQ(serialised(map, "key"), bytes_of<guint32>({0x11223344, 0xFFEEDDCC})) << "the variant's bytes, on the left";
+  expect_variant("the pair 0x11223344, 0xffeeddcc", map, bytes_of<guint32>({0x11223344, 0xFFEEDDCC}));
 }
 
 void check_quads() {
   const MapPtr map = new_map();
   zel().map_set_quad32u(map.get(), "key", {.first = 1, .second = 0x22222222, .third = 0x333333, .fourth = 0xFFFFFFFF});
-  EXPECT_EQ(serialised(map, "key"), bytes_of<guint32>({1, 0x22222222, 0x333333, 0xFFFFFFFF}))
-      << "the variant's bytes, on the left";
+  expect_variant("the quad 1, 0x22222222, 0x333333, 0xffffffff", map,
+                 bytes_of<guint32>({1, 0x22222222, 0x333333, 0xFFFFFFFF}));
 }
 
 void check_replacing() {
   const MapPtr map = new_map();
   zel().map_set_string(map.get(), "key", "text");
   zel().map_set_uint32(map.get(), "key", 7);
-  EXPECT_EQ(zel().map_get_uint32(map.get(), "key", 0), 7U) << "an unsigned that replaced a text, on the left";
+  expect_equal("an unsigned 7 that replaced a text", zel().map_get_uint32(map.get(), "key", 0), 7U);
   zel().map_set_double(map.get(), "key", 2.5);
-  EXPECT_EQ(zel().map_get_double(map.get(), "key", 0.0), 2.5) << "a double that replaced an unsigned, on the left";
-  EXPECT_EQ(serialised(map, "key").size(), 8U) << "the bytes of its variant, on the left";
+  expect_equal("a double 2.5 that replaced an unsigned", zel().map_get_double(map.get(), "key", 0.0), 2.5);
+  expect_variant("a double 2.5 that replaced an unsigned", map, bytes_of({2.5}));
 }
 
 void check_defaults() {
   const MapPtr map = new_map();
-  EXPECT_EQ(zel().map_get_boolean(map.get(), "absent", TRUE), TRUE) << "an absent boolean, on the left";
-  EXPECT_EQ(zel().map_get_uint32(map.get(), "absent", 0xFFFFFFFF), 0xFFFFFFFF) << "an absent unsigned, on the left";
-  EXPECT_EQ(zel().map_get_double(map.get(), "absent", 0.25), 0.25) << "an absent double, on the left";
-  EXPECT_EQ(zel().map_get_variant(map.get(), "absent", nullptr), nullptr) << "an absent variant, on the left";
+  expect_truth("an absent boolean with the default true", zel().map_get_boolean(map.get(), "absent", TRUE), true);
+  expect_equal("an absent unsigned with the default 4294967295", zel().map_get_uint32(map.get(), "absent", 0xFFFFFFFF),
+               0xFFFFFFFFU);
+  expect_equal("an absent double with the default 0.25", zel().map_get_double(map.get(), "absent", 0.25), 0.25);
+  const VariantPtr absent(zel().map_get_variant(map.get(), "absent", nullptr));
+  expect(absent == nullptr, "an absent variant is some value, expected NULL");
   zel().map_set_uint32(map.get(), "unsigned", 1);
   zel().map_set_double(map.get(), "double", 1.0);
-  EXPECT_EQ(zel().map_get_boolean(map.get(), "unsigned", FALSE), FALSE) << "an unsigned read as boolean, on the left";
-  EXPECT_EQ(zel().map_get_uint32(map.get(), "double", 9), 9U) << "a double read as unsigned, on the left";
-  EXPECT_EQ(zel().map_get_double(map.get(), "unsigned", 0.5), 0.5) << "an unsigned read as double, on the left";
+  expect_truth("an unsigned read as a boolean with the default false",
+               zel().map_get_boolean(map.get(), "unsigned", FALSE), false);
+  expect_equal("a double read as an unsigned with the default 9", zel().map_get_uint32(map.get(), "double", 9), 9U);
+  expect_equal("an unsigned read as a double with the default 0.5", zel().map_get_double(map.get(), "unsigned", 0.5),
+               0.5);
 }
 
 void check_variant_references() {
@@ -146,39 +154,43 @@ void check_variant_references() {
   GVariant *given = g_variant_ref_sink(g_variant_new_from_bytes(G_VARIANT_TYPE_UINT32, bytes, TRUE));
   g_bytes_unref(bytes);
   GVariant *got = zel().map_get_variant(map.get(), "absent", given);
-  EXPECT_EQ(got, given) << "the default of an absent key, on the left what came";
+  require(got == given, "zel_map_get_variant gave something else for an absent key, expected the default");
   g_variant_unref(given);
-  ASSERT_FALSE(freed) << "the default came back without a reference of its own";
+  require(!freed, "the default came back without a reference of its own, expected one");
   g_variant_unref(got);
-  EXPECT_TRUE(freed) << "the default came back with more than one reference";
+  expect(freed, "the default came back with several references, expected one");
 
   zel().map_set_uint32(map.get(), "key", 7);
   const VariantPtr value(zel().map_get_variant(map.get(), "key", nullptr));
-  ASSERT_NE(value, nullptr) << "of a key that is set";
+  require(value != nullptr, "zel_map_get_variant gave NULL, expected what was set");
   zel().map_set_uint32(map.get(), "key", 8);
-  EXPECT_EQ(g_variant_get_uint32(value.get()), 7U) << "a variant that was held while its key got 8, on the left";
+  expect_equal("a variant of 7 that was held while its key was set to 8", g_variant_get_uint32(value.get()), 7U);
 }
 
 void check_contains() {
   const MapPtr map = new_map();
   zel().map_set_boolean(map.get(), "crop.width", TRUE);
   zel().map_set_uint32(map.get(), "crop.height", 0);
-  EXPECT_TRUE(contains(map, "crop.width")) << "one key that is there";
-  EXPECT_FALSE(contains(map, "crop")) << "a key that is only the beginning of another";
-  EXPECT_TRUE(zel().map_contains_va(map.get(), "crop.width", "crop.height", nullptr)) << "two that are there";
-  EXPECT_FALSE(zel().map_contains_va(map.get(), "crop.x", "crop.height", nullptr)) << "two, the first one absent";
-  EXPECT_FALSE(zel().map_contains_va(map.get(), "crop.width", "crop.y", nullptr)) << "two, the second one absent";
+  const std::string of = "zel_map_contains_va of ";
+  const auto both = [&map](const char *first, const char *second) {
+    return zel().map_contains_va(map.get(), first, second, nullptr);
+  };
+  expect_truth(of + "a key that is there", contains(map, "crop.width"), true);
+  expect_truth(of + "the beginning of a key", contains(map, "crop"), false);
+  expect_truth(of + "two keys that are there", both("crop.width", "crop.height"), true);
+  expect_truth(of + "two keys, the first one absent,", both("crop.x", "crop.height"), false);
+  expect_truth(of + "two keys, the second one absent,", both("crop.width", "crop.y"), false);
 }
 
 void check_copying() {
   const MapPtr map = new_map();
   zel().map_set_boolean(map.get(), "dynamic", TRUE);
-  zel().map_set_uint32(map.get(), "target", 3);
-  zel().map_copy_value(map.get(), "dynamic", "target");
-  EXPECT_EQ(serialised(map, "target"), bytes_of<std::uint8_t>({1})) << "a boolean copied over an unsigned, on the left";
-  EXPECT_TRUE(contains(map, "dynamic")) << "the source after copying";
-  zel().map_copy_value(map.get(), "absent", "target");
-  EXPECT_EQ(serialised(map, "target"), bytes_of<std::uint8_t>({1})) << "the target of an absent source, on the left";
+  zel().map_set_uint32(map.get(), "key", 3);
+  zel().map_copy_value(map.get(), "dynamic", "key");
+  expect_variant("a true that was copied over an unsigned", map, {1});
+  expect_truth("whether the source of a copy is still there", contains(map, "dynamic"), true);
+  zel().map_copy_value(map.get(), "absent", "key");
+  expect_variant("a true onto which an absent value was copied", map, {1});
 }
 
 void check_removing() {
@@ -186,10 +198,14 @@ void check_removing() {
   for (const char *key : {"crop", "crop.x", "crop.width", "cropped", "a.crop.x"})
     zel().map_set_uint32(map.get(), key, 1);
   zel().map_remove_prefix(map.get(), "crop.");
+  const auto expect_there = [&map](const char *key, bool expected) {
+    expect_truth("whether \"" + std::string(key) + "\" is there after \"crop.\" was removed", contains(map, key),
+                 expected);
+  };
   for (const char *key : {"crop.x", "crop.width"})
-    EXPECT_FALSE(contains(map, key)) << key << " after \"crop.\" was removed";
+    expect_there(key, false);
   for (const char *key : {"crop", "cropped", "a.crop.x"})
-    EXPECT_TRUE(contains(map, key)) << key << " after \"crop.\" was removed";
+    expect_there(key, true);
 }
 
 void check_merging() {
@@ -200,12 +216,14 @@ void check_merging() {
   zel().map_set_boolean(destination.get(), "both", FALSE);
   zel().map_set_uint32(destination.get(), "destination", 3);
   zel().map_merge(destination.get(), source.get());
-  EXPECT_EQ(zel().map_get_uint32(destination.get(), "both", 0), 1U) << "what both had, on the left";
-  EXPECT_EQ(zel().map_get_double(destination.get(), "source", 0), 2.5) << "what the source had, on the left";
-  EXPECT_EQ(zel().map_get_uint32(destination.get(), "destination", 0), 3U) << "what the destination had, on the left";
-  EXPECT_FALSE(contains(source, "destination")) << "the destination's key in the source";
+  const auto in_destination = [&](const char *key) { return zel().map_get_uint32(destination.get(), key, 0); };
+  const std::string in = "in the destination of a merge, ";
+  expect_equal(in + "the value that both had", in_destination("both"), 1U);
+  expect_equal(in + "the value that the source had", zel().map_get_double(destination.get(), "source", 0), 2.5);
+  expect_equal(in + "the value that only the destination had", in_destination("destination"), 3U);
+  expect_truth("whether the source of a merge has got the destination's key", contains(source, "destination"), false);
   zel().map_set_uint32(source.get(), "both", 9);
-  EXPECT_EQ(zel().map_get_uint32(destination.get(), "both", 0), 1U) << "after a change of the source, on the left";
+  expect_equal(in + "the value 1 of both after the source's was set to 9", in_destination("both"), 1U);
 }
 
 /// What the work prints to standard output.
@@ -230,8 +248,8 @@ void check_dumping() {
   const MapPtr map = new_map();
   zel().map_set_uint32(map.get(), "bitrate", 2000000);
   const std::string text = printed_by([&] { zel().map_dump(map.get()); });
-  EXPECT_NE(text.find("bitrate"), std::string::npos)
-      << "printed was \"" << text << "\", expected the key bitrate in it";
+  expect(text.find("bitrate") != std::string::npos,
+         "zel_map_dump printed \"" + text + "\" to standard output, expected the key bitrate in it");
 }
 
 }  // namespace

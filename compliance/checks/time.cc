@@ -1,13 +1,12 @@
 // Times: whether frames come as they were granted. How fast the machine is decides too.
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "compliance/checks/check.h"
-#include "compliance/common/finding.h"
+#include "compliance/common/expect.h"
 #include "compliance/common/options.h"
 #include "compliance/support/frame.h"
 #include "compliance/support/stream.h"
@@ -60,8 +59,9 @@ void check_rate() {
   const Watched watched = watch();
   const auto frames = static_cast<double>(watched.distances.size()) + watched.lost;
   const double rate = frames * G_USEC_PER_SEC / static_cast<double>(watched.span);
-  EXPECT_NEAR(rate, watched.rate, watched.rate * 0.03)
-      << "frames a second by their times and numbers, and as granted; " << watched.lost << " were lost";
+  expect(std::abs(rate - watched.rate) <= watched.rate * 0.03,
+         with_decimals(rate) + " frames a second came by their times and numbers, expected " +
+             with_decimals(watched.rate) + " as granted, or 3 % less or more");
   note(with_decimals(rate) + " frames a second, " + with_decimals(watched.rate) + " granted, " +
        std::to_string(watched.lost) + " lost");
 }
@@ -70,7 +70,9 @@ void check_distances() {
   const Watched watched = watch();
   const double granted = G_USEC_PER_SEC / watched.rate;
   const auto median = static_cast<double>(watched.distances.at(watched.distances.size() / 2));
-  EXPECT_NEAR(median, granted, granted * 0.1) << "the median distance of frames, and the granted one, in us";
+  expect(std::abs(median - granted) <= granted * 0.1, "the median distance of two frames is " + with_decimals(median) +
+                                                          " us, expected " + with_decimals(granted) +
+                                                          " us as granted, or 10 % less or more");
   note("distances " + std::to_string(watched.distances.front()) + " to " + std::to_string(watched.distances.back()) +
        " us, median " + std::to_string(watched.distances.at(watched.distances.size() / 2)));
 }

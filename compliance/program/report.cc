@@ -26,9 +26,11 @@ void print_result(const Result &result) {
   const char *word = result.outcome == Outcome::kPassed ? "pass" : result.outcome == Outcome::kFailed ? "FAIL" : "skip";
   std::printf("%s  %s", word, result.check.name.c_str());
   if (result.outcome == Outcome::kSkipped) std::printf(": %s", result.reason.c_str());
-  for (const std::string &text : result.notes)
-    std::printf(": %s", text.c_str());
+  const bool one_line = result.notes.size() == 1;
+  if (one_line) std::printf(": %s", result.notes.front().c_str());
   std::printf("\n");
+  for (const std::string &text : result.notes)
+    if (!one_line) print_indented(text);
   for (const std::string &finding : result.findings)
     print_indented(finding);
   (void)std::fflush(stdout);
@@ -36,8 +38,9 @@ void print_result(const Result &result) {
 
 void print_summary(const std::vector<Result> &results) {
   const std::size_t failed = count_of(results, Outcome::kFailed);
-  std::printf("\n%zu checks: %zu passed, %zu failed, %zu skipped\n", results.size(),
-              count_of(results, Outcome::kPassed), failed, count_of(results, Outcome::kSkipped));
+  std::printf("\n%zu %s: %zu passed, %zu failed, %zu skipped\n", results.size(),
+              results.size() == 1 ? "check" : "checks", count_of(results, Outcome::kPassed), failed,
+              count_of(results, Outcome::kSkipped));
   if (failed == 0) return;
   std::printf("\nWhat differs, and what of zel-client rests on it:\n");
   for (const Result &result : results) {

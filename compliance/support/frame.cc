@@ -3,8 +3,6 @@
 
 #include <span>
 
-#include "compliance/common/finding.h"
-
 namespace compliance {
 
 zel_frame *frame_of(const BufferPtr &buffer) {
@@ -22,9 +20,9 @@ zel_chunk take_chunk(zel_frame *frame, Take take) {
   return chunk;
 }
 
-std::vector<std::uint8_t> take_bytes(zel_frame *frame, Take take) {
+Bytes take_bytes(zel_frame *frame, Take take) {
   const gsize size = zel().frame_get_size(frame);
-  std::vector<std::uint8_t> bytes;
+  Bytes bytes;
   while (true) {
     const zel_chunk chunk = take_chunk(frame, take);
     if (chunk.size == 0) return bytes;
@@ -32,7 +30,8 @@ std::vector<std::uint8_t> take_bytes(zel_frame *frame, Take take) {
       throw Finding("the chunks have " + std::to_string(bytes.size()) + " and " + std::to_string(chunk.size) +
                     " bytes, expected no more than the frame's " + std::to_string(size));
     }
-    if (chunk.data == nullptr) throw Finding("a chunk of " + std::to_string(chunk.size) + " bytes has no data");
+    if (chunk.data == nullptr)
+      throw Finding("a chunk of " + std::to_string(chunk.size) + " bytes has no data, expected some");
     const std::span data(static_cast<const std::uint8_t *>(chunk.data), chunk.size);
     bytes.insert(bytes.end(), data.begin(), data.end());
   }

@@ -2,9 +2,7 @@
 #ifndef ZEL_COMPLIANCE_FRAME_H
 #define ZEL_COMPLIANCE_FRAME_H
 
-#include <cstdint>
-#include <vector>
-
+#include "compliance/common/expect.h"
 #include "compliance/support/stream.h"
 
 namespace compliance {
@@ -19,7 +17,7 @@ zel_chunk take_chunk(zel_frame *frame, Take take);
 
 /// The bytes of all chunks, up to the one of size 0. A Finding when one cannot be taken or has no data, and when there
 /// are more bytes than the frame has.
-std::vector<std::uint8_t> take_bytes(zel_frame *frame, Take take = Take::kPlain);
+Bytes take_bytes(zel_frame *frame, Take take = Take::kPlain);
 
 /// The frame in the buffer; a Finding without one.
 zel_frame *frame_of(const BufferPtr &buffer);

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "compliance/common/finding.h"
+#include "formats/stream_format.h"
 
 namespace compliance {
 namespace {
@@ -49,6 +50,8 @@ const std::vector<Enumeration> enumerations = {
 
 Request::Request() : map_(ObjectPtr<zel_map>(zel().map_new())) {
   if (map_ == nullptr) throw Finding("zel_map_new gave NULL, expected a map");
+  // What zel-client asks for unless it is told otherwise.
+  set("format", guint32{formats::kFormatH264}).set("frame.chunks", true);
   bool has_rate = false;
   for (const Setting &setting : options.settings) {
     std::visit(Store{map_.get(), setting.key}, setting.value);

@@ -14,8 +14,8 @@
 
 namespace compliance {
 
-/// A settings map with what the command line asks of every stream and, as zel-client has it, "framerate.auto" without
-/// a "framerate". What a check sets replaces it.
+/// A settings map with what zel-client asks for without options ("format", "frame.chunks" and "framerate.auto") and,
+/// instead, what the command line asks of every stream. What a check sets replaces both.
 class Request {
  public:
   Request();

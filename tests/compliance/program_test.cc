@@ -49,6 +49,35 @@ TEST(ComplianceProgram, WritesAReport) {
   EXPECT_EQ(report.at("checks").at(2).at("reason"), "--set asks for the format 0");
 }
 
+// Catches a report without the numbers and words that a library has, of which only a few are known.
+TEST(ComplianceProgram, TellsTheLibrarysWords) {
+  const RunResult result = run_plainly({"--filter=Library.Words"});
+  EXPECT_THAT(result.out,
+              StartsWith("pass  Library.Words\n"
+                         "        zel_format: h264 0, h265 1, jpeg 2, nv12 3, i420 4, gray 5, rgb 6, av1 10, "
+                         "unknown -1\n"));
+  EXPECT_THAT(result.out, HasSubstr("\n        zel_buffer_access: none 0, read 1, write 2, read-write 3\n"));
+}
+
+// Catches findings of which only the source tells what they mean.
+TEST(ComplianceProgram, SaysWhatWasSeenAndExpectedInALine) {
+  const RunResult result =
+      run_plainly({"--filter=Streams.Info", "--size=64x64", "--set=u:format=1", "--set=u:bitrate=1"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out,
+            "FAIL  Streams.Info\n"
+            "        zel_stream_new failed with error 4 of ZelError: bitrate: 1 is not accepted (8000 to 500000000, or "
+            "0: automatic) (errno: Invalid argument), expected a stream\n"
+            "\n"
+            "1 check: 0 passed, 1 failed, 0 skipped\n"
+            "\n"
+            "What differs, and what of zel-client rests on it:\n"
+            "  Streams.Info\n"
+            "    expected: The info has width, height and format as unsigned numbers and framerate as a double.\n"
+            "    needed for: The Matroska file's codec, picture size and durations, and the columns of the frame "
+            "lines.\n");
+}
+
 // Catches a library that cannot be opened being taken for one that passes, or for a fault of each check.
 TEST(ComplianceProgram, WithoutALibraryTheOtherChecksAreSkipped) {
   const TempFolder folder;

@@ -45,3 +45,18 @@ TEST(Opening, WhatBelongsToOneProcess) {
     EXPECT_EQ(run.checks("passed"), std::set<std::string>{"Streams.Id"}) << what << "\n" << run.result.out;
   }
 }
+
+// Catches a run in which every check waits for frames that never come.
+TEST(Stuck, WithoutFramesTheChecksThatNeedThemAreSkipped) {
+  Surroundings surroundings = {.libzel_folder = build_under_test().spoiled};
+  surroundings.environment["ZEL_SPOIL"] = "no-frames";
+  const ComplianceRun run =
+      run_compliance({"--filter=Buffers.*:Errors.Domain", "--size=64x64", "--limit=400"}, surroundings);
+  EXPECT_EQ(run.result.status, 1);
+  EXPECT_EQ(run.checks("failed"), std::set<std::string>{"Streams.Delivery"}) << run.result.out;
+  EXPECT_EQ(run.checks("passed"), std::set<std::string>{"Errors.Domain"}) << run.result.out;
+  EXPECT_EQ(run.texts.at("Streams.Delivery"),
+            "zel_stream_get_buffer failed with error 17 of ZelError: The sensor is asleep (errno: Input/output error), "
+            "expected a filled buffer\n");
+  EXPECT_EQ(run.texts.at("Buffers.Counts"), "no frames come, see Streams.Delivery");
+}

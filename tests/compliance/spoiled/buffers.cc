@@ -26,6 +26,13 @@ void note_fetch(zel_buffer *buffer) {
   g_object_add_weak_pointer(G_OBJECT(buffer), &longest_out);
 }
 
+/// Writes into the data of which the client has taken the first chunk.
+void change_data_of(gpointer buffer) {
+  auto *data = reinterpret_cast<guint8 *>(number_of(buffer, "data"));
+  if (data != nullptr) *data = static_cast<guint8>(*data ^ 0xFFU);
+  set_number(buffer, "data", 0);
+}
+
 /// The next buffer from the camera, with the faults of fetching.
 zel_buffer *fetch(zel_stream *stream, GError **error) {
   if (spoils("always-ready")) {  // which only a fetch that waits can stand
@@ -72,6 +79,12 @@ SPOILED gboolean zel_stream_buffer_enqueue(zel_stream *stream, zel_buffer *buffe
 
 SPOILED zel_buffer *zel_stream_get_buffer(zel_stream *stream, GError **error) {
   has_stopped = false;
+  if (spoils("no-frames") && number_of(stream, "blocking") != 0) {
+    g_set_error_literal(error, BEHIND(zel_error_quark)(), 17, "The sensor is asleep");
+    errno = EIO;
+    return nullptr;
+  }
+  if (spoils("kept-buffer-is-filled") && longest_out != nullptr && fetches > 5) change_data_of(longest_out);
   if (spoils("kept-buffer-comes-again") && longest_out != nullptr && fetches > 5) {
     return static_cast<zel_buffer *>(g_object_ref(longest_out));
   }
@@ -85,6 +98,7 @@ SPOILED zel_buffer *zel_stream_get_buffer(zel_stream *stream, GError **error) {
   set_number(buffer, "handed-back", 0);
   set_number(buffer, "left-off", number_of(buffer, "taken"));
   set_number(buffer, "taken", 0);
+  set_number(buffer, "data", 0);
   if (spoils("buffers-kept")) g_object_ref(buffer);
   return buffer;
 }

@@ -11,15 +11,23 @@ constexpr guint64 kHourUs = 3600000000;
 /// The distance of frames on the clock of the tests of times, which run at 12.5 frames a second.
 constexpr guint64 kDistanceUs = 80000;
 
-/// The chunk with another first byte, in memory that lasts until the next one.
-zel_chunk with_other_beginning(zel_chunk chunk) {
+/// The chunk with another byte, in memory that lasts until the next one.
+zel_chunk with_other_byte(zel_chunk chunk, gsize index, guint8 mask) {
   static std::vector<guint8> bytes;
-  if (chunk.data == nullptr || chunk.size == 0) return chunk;
+  if (chunk.data == nullptr || index >= chunk.size) return chunk;
   const auto *data = static_cast<const guint8 *>(chunk.data);
   bytes.assign(data, data + chunk.size);
-  bytes[0] ^= 0x80U;
+  bytes[index] ^= mask;
   chunk.data = bytes.data();
   return chunk;
+}
+
+/// Keeps the account of the frame's cursor. Whether the chunk is the frame's first one.
+bool note_chunk(zel_frame *frame, const zel_chunk &chunk) {
+  const bool is_first = number_of(frame, "taken") == 0;
+  set_number(frame, "taken", chunk.size != 0 ? 1 : 0);
+  if (is_first) set_number(frame, "data", reinterpret_cast<gintptr>(chunk.data));
+  return is_first;
 }
 
 }  // namespace
@@ -77,13 +85,19 @@ SPOILED zel_map *zel_frame_get_extra_info(zel_frame *frame) {
 SPOILED zel_chunk zel_frame_take_chunk(zel_frame *frame, GError **error) {
   if (spoils("cursor-stays") && number_of(frame, "left-off") != 0) return {.data = nullptr, .size = 0, .mark = 0};
   const zel_chunk chunk = BEHIND(zel_frame_take_chunk)(frame, error);
-  set_number(frame, "taken", chunk.size != 0 ? 1 : 0);
-  return spoils("first-byte-changed") ? with_other_beginning(chunk) : chunk;
+  const bool is_first = note_chunk(frame, chunk);
+  const bool is_all = zel_buffer_is_contiguous(frame) != FALSE;
+  if (is_first && spoils("first-byte-changed")) return with_other_byte(chunk, 0, 0x80);
+  if (is_first && !is_all && spoils("header-differs-in-chunks")) return with_other_byte(chunk, chunk.size - 1, 0x40);
+  if (!is_first && !is_all && spoils("rest-differs-in-chunks")) return with_other_byte(chunk, chunk.size - 1, 0x01);
+  return chunk;
 }
 
 SPOILED zel_chunk zel_frame_take_chunk_ex(zel_frame *frame, guint32 flags) {
-  zel_chunk chunk = BEHIND(zel_frame_take_chunk_ex)(frame, flags);
-  set_number(frame, "taken", chunk.size != 0 ? 1 : 0);
+  const zel_chunk chunk = BEHIND(zel_frame_take_chunk_ex)(frame, flags);
+  const bool is_first = note_chunk(frame, chunk);
+  if (spoils("unread-without-end") && !is_readable) return {.data = nullptr, .size = 1, .mark = 0};
+  if (is_first && spoils("first-stored-byte-changed")) return with_other_byte(chunk, 0, 0x80);
   if (!spoils("chunk-layout")) return chunk;
   return {.data = chunk.data, .size = static_cast<gsize>(chunk.mark), .mark = static_cast<gint32>(chunk.size)};
 }

@@ -34,6 +34,9 @@ inline void set_number(gpointer object, const char *name, gintptr number) {
   g_object_set_data(G_OBJECT(object), name, reinterpret_cast<gpointer>(number));
 }
 
+/// Whether the latest stream's buffer access lets the client read the data; written when a stream is made.
+inline bool is_readable = true;
+
 /// Ends a process that is a copy of the one that opened the library, if opening began something.
 void expect_owner();
 

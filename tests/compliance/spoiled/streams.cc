@@ -18,6 +18,13 @@ int always_readable() {
   return descriptor;
 }
 
+/// A descriptor that never polls readable.
+int never_readable() {
+  static int ends[2] = {-1, -1};
+  if (ends[0] < 0 && pipe2(ends, O_CLOEXEC) != 0) return -1;
+  return ends[0];
+}
+
 zel_stream *latest_stream = nullptr;  ///< null once it is gone
 
 zel_stream *refuse(GError **error) {
@@ -69,6 +76,10 @@ SPOILED zel_stream *zel_stream_new(zel_map *settings, gpointer reserved, GError 
   if (spoils("stream-kept")) g_object_ref(stream);
   set_number(stream, "service", zel_map_get_uint32(settings, "buffer.strategy", 0) == 4 ? 1 : 0);
   set_number(stream, "blocking", zel_map_get_boolean(settings, "socket.blocking", TRUE));
+  set_number(stream, "keeps", zel_map_get_uint32(settings, "buffer_us", 0) != 0 ? 1 : 0);
+  is_readable = (zel_map_get_uint32(settings, "buffer.access", 1) & 1U) != 0;
+  if (spoils("request-shared"))
+    g_object_set_data_full(G_OBJECT(stream), "request", g_object_ref(settings), g_object_unref);
   latest_stream = stream;
   g_object_add_weak_pointer(G_OBJECT(stream), reinterpret_cast<gpointer *>(&latest_stream));
   return stream;
@@ -79,6 +90,7 @@ SPOILED gint zel_stream_get_fd(zel_stream *stream, GError **error) {
 }
 
 SPOILED gint zel_stream_get_event_fd(zel_stream *stream, GError **error) {
+  if (spoils("events-never-ready")) return never_readable();
   return spoils("events-always-ready") ? always_readable() : BEHIND(zel_stream_get_event_fd)(stream, error);
 }
 
@@ -99,6 +111,9 @@ SPOILED zel_map *zel_stream_get_info(zel_stream *stream, GError **error) {
 }
 
 SPOILED zel_map *zel_stream_get_settings(zel_stream *stream, GError **error) {
+  if (spoils("request-shared")) {
+    return static_cast<zel_map *>(g_object_ref(g_object_get_data(G_OBJECT(stream), "request")));
+  }
   return spoils("nothing-granted") ? zel_map_new() : BEHIND(zel_stream_get_settings)(stream, error);
 }
 
@@ -113,6 +128,7 @@ SPOILED gboolean zel_stream_start(zel_stream *stream, GError **error) {
 }
 
 SPOILED gboolean zel_stream_play(zel_stream *stream, gpointer reserved, GError **error) {
+  if (spoils("play-fails-silently") && number_of(stream, "keeps") == 0) return FALSE;
   return spoils("never-plays") ? TRUE : BEHIND(zel_stream_play)(stream, reserved, error);
 }
 
