@@ -293,7 +293,7 @@ TEST(Recorder, RefusesWhatItCannotDo) {
       "zel-record: --max-size: not a number of bytes such as 65536, 64K, 100M or 2G, and at least 64K\n";
   for (const char *wrong : {"", "x", "1", "-1", "64KB", "99999999999999999999", "99999999999G"})
     EXPECT_EQ(said({std::string("--max-size=") + wrong, "true"}), size) << wrong;
-  const RunResult unknown = run_tool({recorder_file("zel-record-read"), "show", "none.zrec"}, folder.path());
+  const RunResult unknown = read_recording({"show", "none.zrec"}, folder.path());
   EXPECT_EQ(unknown.status, 2);
   EXPECT_EQ(unknown.err, "zel-record: none.zrec: No such file or directory\n");
 }
