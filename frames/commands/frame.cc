@@ -17,7 +17,7 @@ namespace {
 struct FrameOptions {
   CaptureOptions capture;
   OutputOptions output;
-  std::size_t frame = 0;
+  std::string number;
   bool json = false;
 };
 
@@ -45,13 +45,20 @@ std::vector<std::uint8_t> contents(const Capture &capture, std::size_t frame, co
   return own_bytes(capture, frame);
 }
 
+std::size_t frame_number(const std::string &text) {
+  const std::optional<Position> position = parse_position(text);
+  if (!position || !position->frame) unusable("N: {} is no frame's number", text);
+  return *position->frame;
+}
+
 int store_frame(const FrameOptions &options) {
+  const std::size_t number = frame_number(options.number);
   const std::string &path = options.output.path;
   const bool is_piped = path == "-";
   if (is_piped && options.json) unusable("-: the picture goes to standard output, which --json needs");
   const Capture capture = open_capture(options.capture);
   require_bytes(capture);
-  const std::size_t frame = frame_at(capture, {.frame = options.frame, .after_us = std::nullopt});
+  const std::size_t frame = frame_at(capture, {.frame = number, .after_us = std::nullopt});
   if (is_piped) {
     const std::vector<std::uint8_t> bytes = contents(capture, frame, path);
     Output output;
@@ -75,7 +82,7 @@ int store_frame(const FrameOptions &options) {
 
 Run add_frame(Options &options) {
   auto given = std::make_shared<FrameOptions>();
-  options.operand("N", given->frame, "The frame's number, from 0").required();
+  options.operand("N", given->number, "The frame's number, from 0").required();
   add_output_options(options, given->output,
                      "The file to make: .png, .jpg of a JPEG stream, or the codec's bytes under any other name; - for "
                      "PNG on standard output");

@@ -56,7 +56,6 @@ class Options {
   Option value(const std::string &name, const std::string &type, const Parse &parse, const std::string &help);
   /// An argument without an option's name.
   Option operand(const std::string &name, std::string &text, const std::string &help);
-  Option operand(const std::string &name, std::size_t &number, const std::string &help);
 
  private:
   CLI::App &app_;

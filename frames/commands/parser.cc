@@ -56,10 +56,6 @@ Option Options::operand(const std::string &name, std::string &text, const std::s
   return Option(app_.add_option(name, text, help));
 }
 
-Option Options::operand(const std::string &name, std::size_t &number, const std::string &help) {
-  return Option(app_.add_option(name, number, help));
-}
-
 std::unique_ptr<CLI::App> make_app(Run &run) {
   auto app = std::make_unique<CLI::App>("Lists, measures, checks, repairs, cuts and converts what zel-client captured.",
                                         "zel-frames");

@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <string>
+#include <utility>
 
 namespace frames {
 namespace {
@@ -13,26 +13,28 @@ constexpr std::chrono::milliseconds kQuiet(500);    ///< shorter work says nothi
 constexpr std::chrono::milliseconds kBetween(100);  ///< two lines
 constexpr char kEraseLine[] = "\r\x1B[K";
 
-/// What the terminal does not take is lost.
-void put(const std::string &text) {
-  [[maybe_unused]] const ssize_t count = write(STDERR_FILENO, text.data(), text.size());
-}
-
 }  // namespace
 
-Progress::Progress(std::uint64_t total, const char *unit)
-    : total_(total), unit_(unit), is_shown_(isatty(STDERR_FILENO) == 1), due_(Clock::now() + kQuiet) {}
+ProgressTerminal standard_error_terminal() {
+  const auto put = [](const std::string &text) {  // what the terminal does not take is lost
+    [[maybe_unused]] const ssize_t count = write(STDERR_FILENO, text.data(), text.size());
+  };
+  return {.is_one = isatty(STDERR_FILENO) == 1, .now = std::chrono::steady_clock::now, .put = put};
+}
+
+Progress::Progress(std::uint64_t total, const char *unit, ProgressTerminal terminal)
+    : total_(total), unit_(unit), terminal_(std::move(terminal)), due_(terminal_.now() + kQuiet) {}
 
 Progress::~Progress() {
-  if (is_printed_) put(kEraseLine);
+  if (is_printed_) terminal_.put(kEraseLine);
 }
 
 void Progress::show(std::uint64_t done) {
-  const Clock::time_point now = Clock::now();
+  const ProgressTerminal::Time now = terminal_.now();
   if (now < due_) return;
   due_ = now + kBetween;
   is_printed_ = true;
-  put(fmt::format("{}{} of {} {}", kEraseLine, done, total_, unit_));
+  terminal_.put(fmt::format("{}{} of {} {}", kEraseLine, done, total_, unit_));
 }
 
 }  // namespace frames

@@ -74,9 +74,9 @@ void put_distribution(std::string &text, std::string_view name, const std::optio
 }
 
 void put_distributions(std::string &text, const Statistics &statistics) {
+  if (!statistics.size) return;  // of no frame
   fmt::format_to(std::back_inserter(text), "\n{:<18} {:>11} {:>13} {:>11} {:>11} {:>11} {:>11} {:>11} {:>11}\n", "",
                  "min", "mean", "p50", "p90", "p99", "p99.9", "max", "stddev");
-
   put_distribution(text, "distance (us)", statistics.delta_us);
   put_distribution(text, "at client (us)", statistics.delta_cts_us);
   put_distribution(text, "latency (us)", statistics.latency_us);

@@ -121,6 +121,15 @@ TEST_F(FramesCommands, WhatCannotBeUsed) {
   EXPECT_EQ(refusal({"stats", "/dev/zero"}), "/dev/zero: holds no frame's line");
 }
 
+// Catches the heading of a table in which there is nothing.
+TEST_F(FramesCommands, StatsOfNoFrames) {
+  write("none.meta", std::string(4, '\0'));
+  EXPECT_EQ(output({"stats", "none.meta"}),
+            "capture    none.meta: codec unknown\n"
+            "frames     0, key frames unknown\n"
+            "bytes      0\n");
+}
+
 // Catches a message or a status for a reader that has seen enough, and output that is lost without a word.
 TEST_F(FramesCommands, ClosedPipeAndFullDisk) {
   if (client_is_emulated()) GTEST_SKIP() << "the shell would run the program without its emulator";

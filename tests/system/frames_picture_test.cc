@@ -180,6 +180,15 @@ TEST_F(FramesOfVideos, EndAtTheLast) {
   EXPECT_EQ(result.err, "zel-frames: a.mkv: frame 12: the last frame is 11\n");
 }
 
+// Catches a time, a sign or a word that is taken for a number, or refused in words that do not say which one.
+TEST_F(FramesOfVideos, HaveWholeNumbers) {
+  for (const std::string number : {"x", "-1", "1.5", "2s", "99999999999999999999"}) {
+    const RunResult result = run_frames({"frame", "-o", "a.png", "--", number, "a.mkv"}, run.folder());
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, "zel-frames: N: " + number + " is no frame's number\n");
+  }
+}
+
 // Catches uncompressed frames that are read with another picture's size.
 TEST_F(FramesOfVideos, UncompressedOnesNeedTheirSize) {
   write_file(run.file("raw"), std::string(64 * 48 * 3 / 2, 'x'));
