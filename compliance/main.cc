@@ -1,6 +1,8 @@
 // zel-compliance: whether a libzel keeps what zel-client relies on.
 #include <cstdio>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "compliance/common/options.h"
@@ -17,15 +19,29 @@ constexpr int kGood = 0;
 constexpr int kDiffers = 1;
 constexpr int kUnusable = 2;
 
+/// Prints a text that begins in the column, broken at blanks so that it fits a terminal.
+void print_wrapped(std::string_view text, std::size_t column) {
+  constexpr std::size_t kWidth = 80;
+  while (text.size() > kWidth - column) {
+    const std::size_t blank = text.rfind(' ', kWidth - column);
+    if (blank == std::string_view::npos) break;
+    std::printf("%.*s\n%*s", static_cast<int>(blank), text.data(), static_cast<int>(column), "");
+    text.remove_prefix(blank + 1);
+  }
+  std::printf("%.*s\n", static_cast<int>(text.size()), text.data());
+}
+
 void print_help() {
   std::printf(
       "Usage: zel-compliance [OPTION...]\n\n"
-      "Checks whether the libzel.so.1 that the loader finds keeps what zel-client relies on.\n\n");
+      "Checks whether the libzel.so.1 that the loader finds keeps what zel-client\n"
+      "relies on.\n\n");
   for (const OptionRow &row : option_rows()) {
     const std::string option = std::string("--") + row.name + (*row.value != '\0' ? "=" : "") + row.value;
-    std::printf("  %-20s  %s\n", option.c_str(), row.help);
+    std::printf("  %-20s  ", option.c_str());
+    print_wrapped(row.help, 24);
   }
-  std::printf("\nExit status: 0: nothing differs, 1: something does, 2: the command line cannot be used\n");
+  std::printf("\nExit status: 0: nothing differs, 1: something does, 2: the command line cannot\nbe used\n");
 }
 
 std::vector<Check> selected_checks() {

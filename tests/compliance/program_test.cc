@@ -156,7 +156,11 @@ TEST(ComplianceProgram, NeedsOnlyGlibAndTheSystemsLibraries) {
   EXPECT_THAT(dynamic.out, testing::Not(HasSubstr("libav")));
 }
 
+// Catches a help that a terminal breaks within words.
 TEST(ComplianceProgram, ShowsItsHelpAndVersion) {
-  EXPECT_THAT(run_plainly({"--help"}).out, StartsWith("Usage: zel-compliance [OPTION...]\n"));
+  const std::string help = run_plainly({"--help"}).out;
+  EXPECT_THAT(help, StartsWith("Usage: zel-compliance [OPTION...]\n"));
+  EXPECT_THAT(help, HasSubstr("\n  --size=WxH            Width and height of every stream\n"));
+  EXPECT_THAT(help, testing::Not(testing::ContainsRegex("[^\n]{81}")));
   EXPECT_THAT(run_plainly({"--version"}).out, testing::MatchesRegex("zel-compliance [0-9.]+\n"));
 }
