@@ -102,6 +102,21 @@ void add_capture_options(Options &options, CaptureOptions &capture) {
   add_rate_option(options, "--fps", capture.fps, "Frames a second of a raw stream without times").group(kGroup);
 }
 
+Option add_second_capture(Options &options, SecondCapture &second, const std::string &help) {
+  const Option b = options.operand("B", second.name, help);
+  options.file("--meta-b", second.meta, "The sidecar of B, if it is not B.meta").needs(b);
+  options.file("--log-b", second.log, "Join a run's console text to B").needs(b);
+  return b;
+}
+
+CaptureOptions read_like(const CaptureOptions &first, const SecondCapture &second) {
+  CaptureOptions options = first;
+  options.capture = second.name;
+  options.meta = second.meta;
+  options.log = second.log;
+  return options;
+}
+
 Option add_rate_option(Options &options, const std::string &name, std::optional<Rate> &rate, const std::string &help) {
   return options.value(
       name, "F", [name, &rate](const std::string &text) { rate = parse_rate(name, text); }, help);

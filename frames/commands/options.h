@@ -64,6 +64,19 @@ class Options {
 /// Adds what every command takes: CAPTURE and the options that say how to read it.
 void add_capture_options(Options &options, CaptureOptions &capture);
 
+/// A second capture of a command, with the files beside it; all else of how to read it is the first one's.
+struct SecondCapture {
+  std::string name;  ///< empty: there is none
+  std::string meta;
+  std::string log;
+};
+
+/// Adds B, --meta-b and --log-b. Returns the operand.
+Option add_second_capture(Options &options, SecondCapture &second, const std::string &help);
+
+/// How to read the second capture.
+CaptureOptions read_like(const CaptureOptions &first, const SecondCapture &second);
+
 /// Adds an option that takes a frame's number or a time.
 Option add_position_option(Options &options, const std::string &name, std::optional<Position> &position,
                            const std::string &help);

@@ -57,8 +57,8 @@ Option Options::operand(const std::string &name, std::string &text, const std::s
 }
 
 std::unique_ptr<CLI::App> make_app(Run &run) {
-  auto app = std::make_unique<CLI::App>("Lists, measures, checks, repairs, cuts and converts what zel-client captured.",
-                                        "zel-frames");
+  auto app = std::make_unique<CLI::App>(
+      "Lists, measures, checks, repairs, cuts, converts, shows and compares what zel-client captured.", "zel-frames");
   app->formatter(std::make_shared<HelpFormatter>());
   app->set_help_flag("-h,--help", "Print this help");
   app->set_version_flag("--version", "zel-frames " ZEL_VERSION, "Print the version");

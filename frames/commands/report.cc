@@ -7,6 +7,7 @@
 
 #include "frames/commands/command.h"
 #include "frames/common/output_file.h"
+#include "frames/common/unusable.h"
 #include "frames/model/checks.h"
 #include "frames/print/written.h"
 #include "frames/report/page.h"
@@ -18,7 +19,7 @@ constexpr std::size_t kMostPictures = 60;
 
 struct ReportOptions {
   CaptureOptions capture;
-  CaptureOptions b;  ///< what it says of how to read is that of `capture` where its own is not given
+  SecondCapture b;
   OutputOptions output;
   bool no_pictures = false;
   bool json = false;
@@ -63,19 +64,11 @@ void examine(ReportedRun &run, bool with_pictures) {
   if (with_pictures) run.thumbnails = make_thumbnails(run.capture, kMostPictures);
 }
 
-/// How to read B: as CAPTURE, but with files of its own beside it.
-CaptureOptions options_of_b(const ReportOptions &options) {
-  CaptureOptions b = options.capture;
-  b.capture = options.b.capture;
-  b.meta = options.b.meta;
-  b.log = options.b.log;
-  return b;
-}
-
 int report(const ReportOptions &options) {
-  std::vector<ReportedRun> runs(options.b.capture.empty() ? 1 : 2);
+  if (options.output.path == "-") unusable("-: a page goes into a file, such as report.html");
+  std::vector<ReportedRun> runs(options.b.name.empty() ? 1 : 2);
   runs[0].capture = open_capture(options.capture);
-  if (runs.size() > 1) runs[1].capture = open_capture(options_of_b(options));
+  if (runs.size() > 1) runs[1].capture = open_capture(read_like(options.capture, options.b));
   std::vector<std::string> inputs;
   for (const ReportedRun &run : runs)
     inputs.insert(inputs.end(), run.capture.files.begin(), run.capture.files.end());
@@ -100,9 +93,7 @@ Run add_report(Options &options) {
   auto given = std::make_shared<ReportOptions>();
   add_output_options(options, given->output, "The page to make, such as report.html");
   add_capture_options(options, given->capture);
-  options.operand("B", given->b.capture, "Another capture, which is laid over the first");
-  options.file("--meta-b", given->b.meta, "The sidecar of B, if it is not B.meta");
-  options.file("--log-b", given->b.log, "Join a run's console text to B");
+  add_second_capture(options, given->b, "Another capture, which is laid over the first");
   options.flag("--no-pictures", given->no_pictures, "Leave out the pictures of key frames");
   add_json_option(options, given->json);
   return [given] { return report(*given); };

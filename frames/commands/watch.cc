@@ -77,6 +77,9 @@ void put_line(const std::string &line) {
 }
 
 int watch(const WatchOptions &options) {
+  if (isatty(STDIN_FILENO) != 0) {
+    unusable("standard input: is a terminal: pipe a run into it, stdbuf -oL zel-client ... | zel-frames watch");
+  }
   std::signal(SIGINT, SIG_IGN);  // the client gets it too and ends; the text ends with it
   const bool on_terminal = isatty(STDOUT_FILENO) != 0 && !options.json;
   SavedText saved(options.save, options.force);

@@ -191,8 +191,10 @@ void compare_quantity(const Side &a, const Side &b, Quantity quantity, std::vect
     const std::vector<double> &one = samples_a[static_cast<std::size_t>(figure)];
     const std::vector<double> &other = samples_b[static_cast<std::size_t>(figure)];
     if (one.size() >= kLeastBlocks && other.size() >= kLeastBlocks) {
-      result.p = rank_test(one, other);
-      result.by_chance = *result.p > kChance;
+      const RankTest test = rank_test(one, other);
+      result.p = test.p;
+      const bool agree = result.a == result.b || test.other_is_higher == (result.b > result.a);
+      result.by_chance = test.p > kChance || !agree;
     }
     results.push_back(result);
   }

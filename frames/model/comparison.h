@@ -35,7 +35,8 @@ struct ComparedFigure {
   double b = 0;
   std::optional<double> percent;  ///< (b - a) / a * 100; undefined where a is 0
   std::optional<double> p;        ///< of the rank test on blocks; absent with too few blocks
-  bool by_chance = true;          ///< p is above kChance, or absent
+  /// p is above kChance or absent, or the blocks differ the other way than the whole runs: a single frame did that.
+  bool by_chance = true;
 };
 
 /// What a block of frames is. The frames of one run hang together: the test takes one value a block.

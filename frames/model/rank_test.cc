@@ -24,8 +24,8 @@ std::vector<std::pair<double, bool>> pooled(std::span<const double> one, std::sp
 
 }  // namespace
 
-double rank_test(std::span<const double> one, std::span<const double> other) {
-  if (one.empty() || other.empty()) return 1;
+RankTest rank_test(std::span<const double> one, std::span<const double> other) {
+  if (one.empty() || other.empty()) return {};
   const std::vector<std::pair<double, bool>> values = pooled(one, other);
   double rank_sum = 0;  // of the first sample; ranks from 1, equal values share their mean rank
   double ties = 0;      // sum of t^3 - t over groups of t equal values
@@ -46,9 +46,11 @@ double rank_test(std::span<const double> one, std::span<const double> other) {
   const double all = n + m;
   const double variance = n * m / 12 * (all + 1 - ties / (all * (all - 1)));
   const double distance = std::abs(u - n * m / 2) - 0.5;
-  if (variance <= 0 || distance <= 0) return 1;
+  const bool other_is_higher = u < n * m / 2;
+  if (variance <= 0 || distance <= 0) return {.p = 1, .other_is_higher = other_is_higher};
   const boost::math::normal standard;
-  return std::min(1.0, 2 * boost::math::cdf(boost::math::complement(standard, distance / std::sqrt(variance))));
+  const double p = 2 * boost::math::cdf(boost::math::complement(standard, distance / std::sqrt(variance)));
+  return {.p = std::min(1.0, p), .other_is_higher = other_is_higher};
 }
 
 }  // namespace frames

@@ -6,10 +6,15 @@
 
 namespace frames {
 
-/// The two-sided probability that samples of one distribution come out as different as these two: the rank-sum test of
-/// Mann and Whitney (Annals of Mathematical Statistics 18, 1947), normal approximation with the correction for ties and
-/// for continuity. 1 for samples without any difference, and for an empty one.
-double rank_test(std::span<const double> one, std::span<const double> other);
+/// What the test says of two samples.
+struct RankTest {
+  double p = 1;                  ///< the two-sided probability that samples of one distribution differ as much
+  bool other_is_higher = false;  ///< the second sample's values rank higher on the whole
+};
+
+/// The rank-sum test of Mann and Whitney (Annals of Mathematical Statistics 18, 1947), normal approximation with the
+/// correction for ties and for continuity. p is 1 for samples without any difference, and for an empty one.
+RankTest rank_test(std::span<const double> one, std::span<const double> other);
 
 }  // namespace frames
 

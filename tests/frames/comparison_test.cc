@@ -20,12 +20,14 @@ std::vector<double> numbers(int from, int to) {
 
 // U = 0 of 64, mean 32, variance 8 * 8 / 12 * 17: z = 31.5 / 9.5219 = 3.3082.
 TEST(RankTest, TellsApartSamplesThatDoNotOverlap) {
-  EXPECT_NEAR(rank_test(numbers(1, 8), numbers(9, 16)), 0.000939, 0.000001);
+  EXPECT_NEAR(rank_test(numbers(1, 8), numbers(9, 16)).p, 0.000939, 0.000001);
 }
 
 // It does not matter which of the two samples is the larger one.
 TEST(RankTest, IsTwoSided) {
-  EXPECT_DOUBLE_EQ(rank_test(numbers(1, 8), numbers(9, 16)), rank_test(numbers(9, 16), numbers(1, 8)));
+  EXPECT_DOUBLE_EQ(rank_test(numbers(1, 8), numbers(9, 16)).p, rank_test(numbers(9, 16), numbers(1, 8)).p);
+  EXPECT_TRUE(rank_test(numbers(1, 8), numbers(9, 16)).other_is_higher);
+  EXPECT_FALSE(rank_test(numbers(9, 16), numbers(1, 8)).other_is_higher);
 }
 
 // The three 2s share rank 3, the three 3s rank 6. The first sample's ranks add up to 13: U = 3, mean 8; with the ties,
@@ -33,14 +35,14 @@ TEST(RankTest, IsTwoSided) {
 TEST(RankTest, SharesRanksAmongEqualValues) {
   const std::vector<double> one = {1, 2, 2, 3};
   const std::vector<double> other = {2, 3, 3, 4};
-  EXPECT_NEAR(rank_test(one, other), 0.1720, 0.0001);
+  EXPECT_NEAR(rank_test(one, other).p, 0.1720, 0.0001);
 }
 
 // Steady distances are all alike: nothing can be said, and nothing may be divided by zero.
 TEST(RankTest, FindsNoDifferenceWhereThereIsNone) {
   const std::vector<double> steady(20, 33333);
-  EXPECT_EQ(rank_test(steady, steady), 1);
-  EXPECT_EQ(rank_test({}, steady), 1);
+  EXPECT_EQ(rank_test(steady, steady).p, 1);
+  EXPECT_EQ(rank_test({}, steady).p, 1);
 }
 
 /// A run of `seconds` seconds at 25 frames a second with latencies about a mean.
@@ -127,6 +129,22 @@ ComparedFigure figure(Quantity quantity, double a, double b, bool by_chance) {
   if (a != 0) result.percent = (b - a) / a * 100;
   result.by_chance = by_chance;
   return result;
+}
+
+// A single late frame in a run whose every second is faster.
+TEST(Comparison, TakesForChanceWhatTheBlocksContradict) {
+  Capture faster = run(2, 20, 25000);
+  faster.frames.latency_us = {};
+  const Capture plain = run(2, 20, 25000);
+  for (std::size_t i = 0; i < plain.frames.count; ++i)
+    faster.frames.latency_us.set(i, i == 100 ? 90000 : plain.frames.latency_us[i]);
+  const Comparison comparison = compare(run(1, 20, 30000), faster);
+  const ComparedFigure &most = find(comparison, Quantity::kLatency, Figure::kMax);
+  EXPECT_GT(most.b, most.a);
+  EXPECT_LT(most.p.value_or(1), kChance);
+  EXPECT_TRUE(most.by_chance);
+  EXPECT_FALSE(is_worse(most, 5));
+  EXPECT_FALSE(find(comparison, Quantity::kLatency, Figure::kP50).by_chance) << "faster, and so say the blocks";
 }
 
 TEST(Comparison, CountsAsWorseWhatExceedsTheLimitAndChance) {

@@ -1,8 +1,10 @@
 // zel-frames compare as a program: texts, JSON, statuses.
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <regex>
 
 #include "console_text.h"
 #include "frames_folder.h"
@@ -146,6 +148,30 @@ TEST_F(FramesCompare, NothingToJudge) {
             "cap.h264: --max-worse: the captures do not both tell distances or latencies");
   EXPECT_EQ(run({"compare", "cap.h264", "cap.h264"}).status, 0) << "sizes can be compared";
   EXPECT_EQ(run({"compare", "cap.h264", "cap.h264", "--max-worse=5%", "--fps=25"}).status, 0);
+}
+
+// Catches files beside A that are taken for B's too.
+TEST_F(FramesCompare, EachSideHasItsOwnFiles) {
+  ClientRun client;
+  client.camera().scripted();
+  const RunResult recorded = client.run({"--meta", "--output=cap", "--frames=26", "--framerate=25"});
+  ASSERT_EQ(recorded.status, 0) << recorded.err;
+  for (const char *name : {"cap", "cap.meta"})
+    std::filesystem::copy(client.file(name), folder.path() / name);
+  const std::regex latency("latency = +[0-9]+");
+  write("a.txt", std::regex_replace(recorded.out, latency, "latency =    1000"));
+  write("b.txt", std::regex_replace(recorded.out, latency, "latency =    3000"));
+  const std::string both = output({"compare", "--format=h264", "--log=a.txt", "--log-b=b.txt", "cap", "cap"});
+  EXPECT_THAT(both, HasSubstr("latency, us\n  p50              1000           3000          +2000 "));
+  const std::string one = output({"compare", "--format=h264", "--log=a.txt", "cap", "cap"});
+  EXPECT_EQ(one.find("latency"), std::string::npos) << "B tells none";
+  std::filesystem::rename(folder.path() / "cap.meta", folder.path() / "other.meta");
+  EXPECT_THAT(output({"compare", "--format=h264", "--meta=other.meta", "--meta-b=other.meta", "cap", "cap"}),
+              HasSubstr("distance, us\n"));
+  for (const char *option : {"--log=a.txt", "--meta=other.meta"})
+    EXPECT_THAT(refusal({"compare", option, "--with-a=cap", "cap", "cap"}), HasSubstr("--with-a"));
+  for (const char *option : {"--log-b=a.txt", "--meta-b=other.meta"})
+    EXPECT_THAT(refusal({"compare", option, "--with-b=cap", "cap", "cap"}), HasSubstr("--with-b"));
 }
 
 // Catches a verdict on runs that are too short for one, however far apart they are.

@@ -68,4 +68,6 @@ TEST_F(FramesReport, Refusals) {
   EXPECT_THAT(refusal({"report", "cap"}), HasSubstr("--output"));
   EXPECT_EQ(refusal({"report", "-o", "none.html", "cap", "none"}), "none: No such file or directory");
   EXPECT_FALSE(std::filesystem::exists(folder.path() / "none.html"));
+  EXPECT_EQ(refusal({"report", "-o", "-", "cap"}), "-: a page goes into a file, such as report.html");
+  EXPECT_EQ(refusal({"report", "-o", "none.html", "--log-b", "run.txt", "cap"}), "--log-b requires B");
 }

@@ -233,3 +233,19 @@ TEST_F(FramesWatch, FullDisk) {
 TEST_F(FramesWatch, WithoutAFrame) {
   EXPECT_EQ(refusal({"watch"}), "standard input: holds no frame's line");
 }
+
+// Catches a wait for what nobody types, which an interrupt would not end.
+TEST_F(FramesWatchTerminal, KeyboardIsNoRun) {
+  ProcessSetup setup;
+  setup.command = build_under_test().emulator;
+  setup.command.insert(setup.command.end(), {build_under_test().frames.string(), "watch"});
+  setup.folder = folder.path();
+  setup.stdin_fd = terminal.descriptor();
+  setup.stdout_path = terminal.path();
+  setup.stderr_path = folder / "err";
+  const RunResult result = Process(setup).wait();
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(
+      result.err,
+      "zel-frames: standard input: is a terminal: pipe a run into it, stdbuf -oL zel-client ... | zel-frames watch\n");
+}

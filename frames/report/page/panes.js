@@ -72,7 +72,7 @@ function squares(plot, is_hollow) {
 }
 
 /**
- * A pane: {id, title, unit, from_zero, series}; a series is {label, run, values, colour, dashed, squares}.
+ * A pane: {id, title, unit, from_zero, series}; a series is {label, run, values, colour, dashed, pattern, squares}.
  * `underlay` draws below the lines.
  */
 class Pane {
@@ -108,8 +108,9 @@ class Pane {
       const box = element('input', { type: 'checkbox', checked: '' });
       box.addEventListener('change', () => this.graph.setVisibility(index, box.checked));
       const ink = `var(--${series.colour})`;
+      const dashes = series.pattern ? series.pattern.join(' ') : 'none';
       const shape = series.squares ? { d: 'M8 2h6v6h-6z', stroke: ink, fill: series.dashed ? 'none' : ink }
-        : { d: 'M0 5H22', stroke: ink, 'stroke-width': 2, 'stroke-dasharray': series.dashed ? '5 3' : 'none' };
+        : { d: 'M0 5H22', stroke: ink, 'stroke-width': 2, 'stroke-dasharray': dashes };
       series.output = element('output');
       legend.append(element('label', {}, box, svg_element('svg', { 'aria-hidden': 'true' }, svg_element('path', shape)),
         ` ${series.label} `, series.output));
@@ -121,7 +122,7 @@ class Pane {
     this.pixels = Math.max(Math.round(this.plot.clientWidth - 70), 50);
     const styles = {};
     for (const series of this.series) {
-      styles[series.label] = { color: colour(series.colour), strokePattern: series.dashed ? [5, 3] : null };
+      styles[series.label] = { color: colour(series.colour), strokePattern: series.pattern };
       if (series.squares) styles[series.label].plotter = (plot) => squares(plot, series.dashed);
     }
     return {
@@ -201,6 +202,9 @@ class Pane {
   }
 }
 
+/** Of lines: the first and the second series of each run, which differ without their colours too. */
+const PATTERNS = [[null, [2, 2]], [[5, 3], [8, 2, 2, 2]]];
+
 /** The panes for these runs. */
 function pane_descriptions(runs) {
   const series = (label, name, second, more = {}) => runs.map((run, i) => ({
@@ -209,6 +213,7 @@ function pane_descriptions(runs) {
     values: typeof name === 'string' ? (run.columns[name] ? run.columns[name].doubles() : null) : name(run),
     colour: `${i === 0 ? 'a' : 'b'}${second ? 2 : 1}`,
     dashed: i > 0,
+    pattern: PATTERNS[i][second ? 1 : 0],
     ...more,
   })).filter(({ values }) => values !== null && values.some((value) => !Number.isNaN(value)));
   const arrivals = (run) => {

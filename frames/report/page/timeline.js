@@ -31,7 +31,7 @@ class Timeline {
   }
 
   make_parts() {
-    const signs = MARKS.map(({ sign, text }) => `${sign} ${text}`).join('   ');
+    const signs = MARKS.map(({ sign, text }) => `${sign} ${text}`).join(' · ');
     this.lanes = this.runs.map((run) => {
       const lane = svg_element('svg', { class: 'lane', 'aria-hidden': 'true', 'data-run': run.letter });
       const names = [run.letter, this.runs.length < 2 || run === this.runs[0] ? signs : ''].join(' ');
