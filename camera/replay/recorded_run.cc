@@ -54,6 +54,8 @@ void RecordedRun::add(RecordingItem item) {
   if (item.kind == ItemKind::kSignal) {
     threads_[item.thread].signals.push_back({static_cast<int>(item.number(formats::kItemSignal).value_or(0)),
                                              item.at_ns, std::string(item.text(formats::kKeyDuring))});
+  } else if (item.kind == ItemKind::kPoll) {
+    threads_[item.thread].has_waited = true;
   } else if (item.kind == ItemKind::kCall) {
     add_call(std::move(item));
   }
@@ -66,10 +68,11 @@ void RecordedRun::add_call(RecordingItem item) {
     if (signal.during == call.row().name) {
       during_[&call].push_back(signal.number);
     } else {
-      between_.push_back({signal.number, signal.at_ns, thread.last, &call, signal.during == formats::kDuringPoll});
+      const bool is_in_wait = signal.during == formats::kDuringPoll || thread.has_waited;
+      between_.push_back({signal.number, signal.at_ns, thread.last, &call, is_in_wait});
     }
   }
-  thread = {&call, {}};
+  thread = {&call, {}, false};
 
   objects_[object_of(call.row(), call.arguments())].push_back({&call, is_step(call)});
   const RecordedValue *gave = call.gave();

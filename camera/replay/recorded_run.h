@@ -26,7 +26,7 @@ struct RecordedSignal {
   std::uint64_t at_ns = 0;
   const formats::RecordingItem *after = nullptr;   ///< the call before it; null: none
   const formats::RecordingItem *before = nullptr;  ///< the call behind it; null: none
-  bool is_in_wait = false;                         ///< it came while the thread waited on a stream's descriptors
+  bool is_in_wait = false;  ///< the thread waited on a stream's descriptors between the two, once or again and again
 };
 
 /// Bytes that a call hands out.
@@ -73,6 +73,7 @@ class RecordedRun {
   struct ThreadSoFar {
     const formats::RecordingItem *last = nullptr;
     std::vector<Waiting> signals;  ///< since the last call
+    bool has_waited = false;       ///< on a stream's descriptors, since the last call
   };
 
   void add(formats::RecordingItem item);

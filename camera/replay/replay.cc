@@ -8,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <string_view>
 
 #include "common/signal_mask.h"
@@ -22,7 +23,7 @@ using formats::RecordedValue;
 
 Replay::Replay(const std::string &path, Pacing pacing) : run_(path), is_paced_(pacing == Pacing::kRealTime) {
   for (const RecordedSignal &signal : run_.signals_between()) {
-    if (signal.after == nullptr) armed_.push_back({&signal, gettid()});
+    if (signal.after == nullptr) arm(signal);
   }
   const SignalsBlocked blocked;
   keeper_ = std::thread([this] { keep(); });
@@ -75,7 +76,7 @@ void Replay::pass(const Item &call, std::vector<int> &signals) {
   const std::vector<int> &during = run_.signals_in(call);
   signals.insert(signals.end(), during.begin(), during.end());
   for (const RecordedSignal &signal : run_.signals_between()) {
-    if (signal.after == &call) armed_.push_back({&signal, gettid()});
+    if (signal.after == &call) arm(signal);
   }
   if (call.row().name != "zel_stream_get_buffer" || call.gave()->is_null()) return;
   // The buffer goes on where it was filled: what was not asked of its frame before is left out.
@@ -236,14 +237,31 @@ bool is_asleep(int thread) {
   return name != std::string_view::npos && name + 2 < stat.size() && stat[name + 2] == 'S';
 }
 
+/// Processor time that a thread of this process has used, us; 0 when it is gone.
+std::int64_t busy_us(int thread) {
+  const auto clock = static_cast<clockid_t>(~static_cast<unsigned>(thread) << 3U | 6U);  // as the C library makes it
+  timespec time{};
+  if (clock_gettime(clock, &time) != 0) return 0;
+  return std::int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1000;
+}
+
 }  // namespace
 
-/// Sends the signals that came while a thread waited between two calls to the threads that wait there now.
+/// The signal is to be sent to the calling thread once it waits.
+void Replay::arm(const RecordedSignal &signal) {
+  const int thread = gettid();
+  armed_.push_back({&signal, thread, busy_us(thread)});
+}
+
+/// Sends the signals that came while a thread waited between two calls to the threads that wait there now. One whose
+/// descriptors are ready and that does not take what there is never sleeps: it is known by the time that it is busy.
 void Replay::send_signals() {
+  constexpr std::int64_t kBusyUs = 5000;
   std::erase_if(armed_, [this](const Armed &armed) {
     if (std::find(sent_.begin(), sent_.end(), armed.signal) != sent_.end()) return true;
     if (!armed.signal->is_in_wait) return true;  // it is raised in the next call
-    if (monotonic_us() < due_us(armed.signal->at_ns) || !is_asleep(armed.thread)) return false;
+    if (monotonic_us() < due_us(armed.signal->at_ns)) return false;
+    if (!is_asleep(armed.thread) && busy_us(armed.thread) < armed.busy_us + kBusyUs) return false;
     sent_.push_back(armed.signal);
     (void)tgkill(getpid(), armed.thread, armed.signal->number);
     return true;

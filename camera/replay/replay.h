@@ -62,7 +62,8 @@ class Replay {
   };
   struct Armed {
     const RecordedSignal *signal;
-    int thread;  ///< the kernel's number
+    int thread;                ///< the kernel's number
+    std::int64_t busy_us = 0;  ///< processor time that the thread had used then
   };
 
   const Item *look(const formats::RecordedCall &row, const formats::RecordedValue::List &arguments,
@@ -79,6 +80,7 @@ class Replay {
   bool wait_for(std::unique_lock<std::mutex> &lock, const Item &call, bool can_be_interrupted);
   StreamFiles &files_of(std::uint32_t stream);
   void show_readiness();
+  void arm(const RecordedSignal &signal);
   void send_signals();
   void keep();
 

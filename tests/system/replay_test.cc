@@ -166,8 +166,8 @@ TEST_F(ReplayTest, Interrupts) {
 namespace {
 
 /// An interactive run: steps to the first frame, is stopped, and is interrupted while it waits for keys: by the test
-/// when it is recorded, by the recording in a replay.
-Seen interactive_run(ClientRun &run, bool is_replay) {
+/// when it is recorded, once `may_end`, by the recording in a replay.
+Seen interactive_run(ClientRun &run, bool is_replay, const std::function<bool()> &may_end) {
   Terminal terminal;
   run.stdin_from_descriptor(terminal.descriptor()).stdout_to(terminal.path());
   run.clock(kClock);
@@ -182,7 +182,7 @@ Seen interactive_run(ClientRun &run, bool is_replay) {
   terminal.press("3");
   wait_for("STOP!");
   if (!is_replay) {
-    EXPECT_TRUE(run.process().wait_until([&] { return run.truth().count("zel_stream_stop") == 1; }));
+    EXPECT_TRUE(run.process().wait_until(may_end));
     run.process().send_signal(SIGINT);
   }
   RunResult result = run.wait();
@@ -196,13 +196,32 @@ Seen interactive_run(ClientRun &run, bool is_replay) {
 TEST_F(ReplayTest, Interactive) {
   ClientRun first;
   first.camera().scripted();
+  first.preload(preload_library("slow_poll"));
   record(first, recording());
-  const Seen recorded = interactive_run(first, false);
+  const Seen recorded = interactive_run(first, false, [&] { return first.truth().count("zel_stream_stop") == 1; });
   EXPECT_EQ(recorded.result.status, 0);
   EXPECT_THAT(recorded.screen, HasSubstr("STOP!"));
   ClientRun second;
   second.camera().set("recording", recording());
-  expect_same(recorded, interactive_run(second, true));
+  expect_same(recorded, interactive_run(second, true, {}));
+}
+
+// Catches an interrupt that is never sent because the client does not sleep: while it takes no steps it leaves the
+// event of the stop where it is, and every wait returns at once.
+TEST_F(ReplayTest, InterruptBetweenWaits) {
+  ClientRun first;
+  first.camera().scripted();
+  first.preload(preload_library("slow_poll"));  // the interrupt comes in the pause
+  record(first, recording());
+  const Seen recorded = interactive_run(first, false, [this] {
+    const std::string bytes = read_file(recording());
+    const std::size_t stop = bytes.rfind("zel_stream_stop");
+    return stop != bytes.npos && occurrences(std::string_view(bytes).substr(stop), "poll") > 3;
+  });
+  EXPECT_EQ(recorded.result.status, 0);
+  ClientRun second;
+  second.camera().set("recording", recording());
+  expect_same(recorded, interactive_run(second, true, {}));
 }
 
 // Catches a replay that goes on when the program does something else, and a message that does not tell both.
