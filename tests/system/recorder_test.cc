@@ -256,6 +256,25 @@ TEST_F(RecorderTest, TheClientNoticesNothing) {
     EXPECT_TRUE(read_file(run.file(name)) == read_file(plain.file(name))) << name;
 }
 
+// Catches memory that is taken for every frame: a camera that records for days must not run out of it.
+TEST_F(RecorderTest, AllocatesNothingForFrames) {
+  if (client_is_emulated()) return;  // its calls cannot be traced back to who made them
+  const auto allocations = [this](const char *frames, const Arguments &options) {
+    ClientRun counted;
+    counted.camera().scripted();
+    const std::filesystem::path count = folder.path() / "count";
+    counted.preload(preload_library("shim_allocations")).environment("ZEL_TEST_SHIM_ALLOCATIONS", count);
+    record(counted, recording(), options);
+    EXPECT_EQ(counted.run({std::string("--frames=") + frames, "-s", "-m", "-o", "out", "--mkv=out.mkv"}).status, 0);
+    return std::stol(read_file(count));
+  };
+  for (const Arguments &options : {Arguments(), Arguments{"--no-pictures"}, Arguments{"--max-size=1M"}}) {
+    const long few = allocations("20", options);
+    EXPECT_GT(few, 0);
+    EXPECT_EQ(allocations("120", options), few);
+  }
+}
+
 // ---- zel-record itself -------------------------------------------------------------------------------------------
 
 namespace {
