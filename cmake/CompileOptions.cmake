@@ -15,7 +15,9 @@ set(ZEL_HARDENING "")
 if(ZEL_HARDENED)
   set(ZEL_HARDENING -fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fPIE)
   add_compile_options(${ZEL_HARDENING})
-  add_link_options(-pie -Wl,-z,relro,-z,now,-z,noexecstack)
+  # A library that is loaded is position-independent in another way.
+  add_compile_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>:-fPIC>)
+  add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie> -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 
 if(ZEL_STANDALONE)
