@@ -27,7 +27,8 @@ constexpr std::array kCommands = {
     Command{"report", "Show a run, or two on each other, on a page for a browser", add_report,
             "A page to attach to a bug", "-o report.html cap.h264"},
     Command{"watch", "Show a run's figures while it goes on", add_watch,
-            "Watch a run; stdbuf lets each line through at once", "stdbuf -oL zel-client ... | zel-frames watch"},
+            "Watch a run; without stdbuf its lines come some forty at a time",
+            "stdbuf -oL zel-client ... | zel-frames watch"},
 };
 
 constexpr std::string_view kCaptures = R"(CAPTURE is one of

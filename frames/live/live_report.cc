@@ -61,7 +61,7 @@ std::vector<std::string> live_block(LiveRun &run, Clock::time_point now, std::si
   for (const auto &value : minute)
     highest = std::max(highest, value.value_or(0));
   const std::string scale = fmt::format("  max {}", highest);
-  const std::string_view title = view.whole_run.latency ? "last minute " : "distances   ";
+  const std::string_view title = view.whole_run.latency || view.frames == 0 ? "last minute " : "distances   ";
   block.push_back(
       fmt::format("{}{}{}", title, bars_text(minute, width - std::min(width, title.size() + scale.size() + 1)), scale));
   if (view.in_bursts) block.emplace_back("The lines come in bursts: run the client under stdbuf -oL");
