@@ -17,6 +17,8 @@ enum FrameMark : std::uint8_t {
   kMarkRepeated = 4,   ///< its time is that of the one before
 };
 
+// Moving JSON checks it, with what may throw.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 struct RunData {
   nlohmann::ordered_json description;  ///< name, frames, nominal_us, type_names, parts, columns
   std::string columns;                 ///< an element of data for each column that the description names

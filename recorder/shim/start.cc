@@ -19,8 +19,6 @@
 #include "recorder/shim/ending.h"
 #include "recorder/shim/writer.h"
 
-extern char **environ;
-
 namespace recorder {
 
 void end_without(const char *name) {
