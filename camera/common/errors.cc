@@ -29,6 +29,7 @@ G_DEFINE_EXTENDED_ERROR(ZelError, camera_error)
 namespace camera {
 namespace {
 
+G_GNUC_PRINTF(2, 0)
 GError *make(gint code, const char *format, va_list arguments) {
   return g_error_new_valist(error_domain(), code, format, arguments);
 }

@@ -21,7 +21,6 @@ namespace frames {
 namespace {
 
 constexpr std::size_t kBuffer = std::size_t{256} * 1024;
-constexpr mode_t kReadAndWrite = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;  // less the umask
 
 [[noreturn]] void fail(const std::string &path) {
   unusable("{}: {}", path, std::strerror(errno));
@@ -73,7 +72,7 @@ OutputFile::OutputFile(std::string path, bool force, std::span<const std::string
 }
 
 void OutputFile::open_regular() {
-  descriptor_ = open(folder_of(target_).c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, kReadAndWrite);
+  descriptor_ = open(folder_of(target_).c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, kAnyNewFile);
   if (descriptor_ >= 0) {
     if (access(name_by_descriptor(descriptor_).c_str(), F_OK) == 0) return;
     close(descriptor_);  // could not get a name later

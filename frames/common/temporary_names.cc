@@ -2,7 +2,6 @@
 #include "frames/common/temporary_names.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -73,10 +72,9 @@ std::string temporary_name(const std::string &target) {
 }
 
 int create_temporary(const std::string &target, std::string &name) {
-  constexpr mode_t kReadAndWrite = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;  // less the umask
   for (int i = 0; i < kAttempts; ++i) {
     name = temporary_name(target);
-    const int descriptor = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kReadAndWrite);
+    const int descriptor = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kAnyNewFile);
     if (descriptor < 0 && errno == EEXIST) continue;
     if (descriptor >= 0) remember(name);
     return descriptor;

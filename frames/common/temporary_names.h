@@ -2,10 +2,15 @@
 #ifndef ZEL_FRAMES_COMMON_TEMPORARY_NAMES_H
 #define ZEL_FRAMES_COMMON_TEMPORARY_NAMES_H
 
+#include <sys/stat.h>
+
 #include <csignal>
 #include <string>
 
 namespace frames {
+
+/// The rights of a new file, less the umask.
+constexpr mode_t kAnyNewFile = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
 
 /// While it lives, the signals that remove temporary names wait.
 class HeldSignals {

@@ -96,12 +96,14 @@ __attribute__((format(printf, 2, 0))) void note_format(const FILE *file, const c
 }
 
 template <Name kName>
+G_GNUC_PRINTF(2, 0)
 int next_vfprintf(FILE *file, const char *format, va_list arguments) {
   note_format(file, format, arguments);
   return next_function<kName, int(FILE *, const char *, va_list)>()(file, format, arguments);
 }
 
 template <Name kName>
+G_GNUC_PRINTF(3, 0)
 int next_checked(FILE *file, int flag, const char *format, va_list arguments) {
   note_format(file, format, arguments);
   return next_function<kName, int(FILE *, int, const char *, va_list)>()(file, flag, format, arguments);

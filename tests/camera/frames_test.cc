@@ -166,7 +166,7 @@ TEST_F(FrameTest, AClockStepsOnceThoughTheFrameIsJudgedTwice) {
   jump.utc_step_us = -2000;
   config.frame_faults.push_back(jump);
   camera::FrameScript script(config);
-  for (const std::uint64_t sequence : {3, 4, 4, 5})
+  for (const std::uint64_t sequence : {3U, 4U, 4U, 5U})
     (void)script.faults_of(sequence);
   camera::Frame frame;
   frame.timestamp_us = 50000;
