@@ -28,20 +28,24 @@ struct Distribution {
   double stddev = 0;
 };
 
-/// Counts values in so many places that any percentile of them is found in at most four readings, without a copy.
+/// Counts values in so many places that percentiles are found in few readings, without a copy: in at most four where
+/// there are many values, and with tables that are not much larger than the values where there are few.
 class RankFinder {
  public:
   static constexpr std::size_t kRanks = 4;
 
-  /// Of values between `min` and `max`; the ranks are counted from 0.
-  RankFinder(std::int64_t min, std::int64_t max, const std::array<std::size_t, kRanks> &ranks)
-      : min_(min), shift_(std::max(0, bits(min, max) - kStep)), is_exact_(shift_ == 0) {
+  /// Of `count` values between `min` and `max`; the ranks are counted from 0.
+  RankFinder(std::size_t count, std::int64_t min, std::int64_t max, const std::array<std::size_t, kRanks> &ranks)
+      : min_(min),
+        step_(std::clamp(static_cast<int>(std::bit_width(count)), kSmallestStep, kLargestStep)),
+        shift_(std::max(0, bits(min, max) - step_)),
+        is_exact_(shift_ == 0) {
     for (std::size_t i = 0; i < kRanks; ++i)
       wanted_[i].rank = ranks[i];
     counts_.assign(std::size_t{1} << static_cast<unsigned>(bits(min, max) - shift_), 0);
   }
 
-  /// Reads all values once for every 18 bits in which they differ. `each` calls what it is given with every value.
+  /// Reads all values once for every step of bits in which they differ. `each` calls what it is given with every value.
   template <typename Each>
   void find(const Each &each) {
     each([this](std::int64_t value) { ++counts_[static_cast<std::size_t>(place(value) >> shift_)]; });
@@ -49,7 +53,7 @@ class RankFinder {
       descend(wanted, counts_);
     while (shift_ > 0) {
       const int before = shift_;
-      shift_ = std::max(0, shift_ - kStep);
+      shift_ = std::max(0, shift_ - step_);
       for (Wanted &wanted : wanted_)
         wanted.counts.assign(std::size_t{1} << static_cast<unsigned>(before - shift_), 0);
       each([this, before](std::int64_t value) {
@@ -77,7 +81,9 @@ class RankFinder {
   }
 
  private:
-  static constexpr int kStep = 18;  ///< the sizes of frames hardly differ in more bits
+  // Bits that one reading finds.
+  static constexpr int kSmallestStep = 8;
+  static constexpr int kLargestStep = 18;  ///< the sizes of frames hardly differ in more bits
 
   /// The search for one rank: the upper bits that are known, and the rank among the values that share them.
   struct Wanted {
@@ -107,6 +113,7 @@ class RankFinder {
   }
 
   std::int64_t min_;
+  int step_;
   int shift_;
   bool is_exact_;  ///< each value has a count of its own
   std::vector<std::size_t> counts_;
@@ -157,7 +164,7 @@ std::optional<Distribution> measure(const Each &each) {
   const auto count = static_cast<double>(result.count);
   result.mean = sum.value() / count;
 
-  RankFinder ranks(result.min, result.max,
+  RankFinder ranks(result.count, result.min, result.max,
                    {nearest_rank(result.count, 500), nearest_rank(result.count, 900), nearest_rank(result.count, 990),
                     nearest_rank(result.count, 999)});
   ranks.find(each);

@@ -4,8 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <random>
 #include <vector>
 
 namespace {
@@ -95,6 +97,25 @@ TEST(FramesDistribution, TakesAnyValues) {
   EXPECT_EQ(near.p90, 70'002);
   const frames::Distribution latency = measured({-5'000'000'000, 5'000'000'000, 7});
   EXPECT_EQ(latency.p50, 7);
+}
+
+// Catches a rank that is lost where few or many values are searched in steps of other sizes.
+TEST(FramesDistribution, FindsWhatSortingFinds) {
+  std::mt19937_64 random(1);
+  for (const std::size_t count :
+       {std::size_t{1}, std::size_t{2}, std::size_t{255}, std::size_t{256}, std::size_t{5000}, std::size_t{300'000}}) {
+    for (const unsigned bits : {1U, 8U, 9U, 17U, 18U, 19U, 36U, 37U, 64U}) {
+      SCOPED_TRACE(testing::Message() << count << " values of " << bits << " bits");
+      std::vector<std::int64_t> values(count);
+      std::generate(values.begin(), values.end(), [&] { return static_cast<std::int64_t>(random()) >> (64U - bits); });
+      const frames::Distribution found = measured(values);
+      std::sort(values.begin(), values.end());
+      EXPECT_EQ(found.p50, values[(count * 500 + 999) / 1000 - 1]);
+      EXPECT_EQ(found.p90, values[(count * 900 + 999) / 1000 - 1]);
+      EXPECT_EQ(found.p99, values[(count * 990 + 999) / 1000 - 1]);
+      EXPECT_EQ(found.p999, values[(count * 999 + 999) / 1000 - 1]);
+    }
+  }
 }
 
 // Catches rates over all frames instead of the distances, and the last frame's bits in the bit rate.
