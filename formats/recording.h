@@ -45,6 +45,7 @@ inline constexpr std::string_view kKeySlot = "slot";      ///< text: kSlotNone o
 inline constexpr std::string_view kKeyError = "error";    ///< map: the error that the call left
 inline constexpr std::string_view kKeyErrno = "errno";    ///< Linux's number, where the call changed it or failed
 inline constexpr std::string_view kKeySet = "set";        ///< array of [id, is event's, events, revents], see kItemPoll
+inline constexpr std::string_view kKeyTimes = "times";    ///< how many equal polls these are; left out when it is one
 inline constexpr std::string_view kKeyDuring = "during";  ///< text: the call, or "poll", that the signal interrupted
 inline constexpr std::string_view kKeyBytes = "bytes";    ///< how many bytes of items are missing
 inline constexpr std::string_view kKeyUntil = "until";    ///< ns: when the last of them was lost

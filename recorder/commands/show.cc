@@ -105,6 +105,7 @@ std::string poll_line(const RecordingItem &poll) {
   }
   const std::int64_t result = poll.number(formats::kItemPoll).value_or(0);
   std::string line = fmt::format("poll({}) = {}", set, result);
+  if (const auto times = poll.number(formats::kKeyTimes)) line += fmt::format(", {} times", *times);
   if (const auto number = poll.number(formats::kKeyErrno)) line += " " + errno_name(*number);
   return line + fmt::format(" <{:.6f}>", static_cast<double>(poll.took_ns) / 1e9);
 }

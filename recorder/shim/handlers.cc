@@ -40,11 +40,13 @@ class HandlerRuns {
     thread_state.inside = false;
     thread_state.doing = nullptr;
     thread_state.dump = nullptr;
+    thread_state.in_setting = false;
   }
   ~HandlerRuns() {
     thread_state.inside = before_.inside;
     thread_state.doing = before_.doing;
     thread_state.dump = before_.dump;
+    thread_state.in_setting = before_.in_setting;
   }
   HandlerRuns(const HandlerRuns &) = delete;
   HandlerRuns &operator=(const HandlerRuns &) = delete;
@@ -65,8 +67,18 @@ void on_info(int number, siginfo_t *info, void *context) {
   info_handlers[number].load()(number, info, context);
 }
 
-bool is_signal(int number) {
-  return number > 0 && number < NSIG;
+/// Whether the program sets or asks for the handler of a signal.
+bool is_of_the_program(int number) {
+  return number > 0 && number < NSIG && !thread_state.in_setting;
+}
+
+/// Calls signal() or sigaction() of the C library. What that calls in turn goes on to it as it stands.
+template <typename Function, typename... Arguments>
+auto set_by(Function *next, Arguments... arguments) {
+  thread_state.in_setting = true;
+  const auto result = next(arguments...);
+  thread_state.in_setting = false;
+  return result;
 }
 
 bool is_handler(sighandler_t handler) {
@@ -97,7 +109,7 @@ void put_ours(struct sigaction &action, int number) {
 template <Name kName>
 int set_action(int number, const struct sigaction *action, struct sigaction *old) {
   const auto next = next_function<kName, int(int, const struct sigaction *, struct sigaction *)>();
-  if (!is_signal(number)) return next(number, action, old);
+  if (!is_of_the_program(number)) return next(number, action, old);
   PlainHandler *const plain = plain_handlers[number];
   InfoHandler *const info = info_handlers[number];
   struct sigaction ours {};
@@ -105,7 +117,7 @@ int set_action(int number, const struct sigaction *action, struct sigaction *old
     ours = *action;
     if (is_recorded()) put_ours(ours, number);
   }
-  const int result = next(number, action != nullptr ? &ours : nullptr, old);
+  const int result = set_by(next, number, action != nullptr ? &ours : nullptr, old);
   if (result != 0) {
     plain_handlers[number] = plain;
     info_handlers[number] = info;
@@ -118,7 +130,7 @@ int set_action(int number, const struct sigaction *action, struct sigaction *old
 template <Name kName>
 sighandler_t set_handler(int number, sighandler_t handler) {
   const auto next = next_function<kName, sighandler_t(int, sighandler_t)>();
-  if (!is_signal(number)) return next(number, handler);
+  if (!is_of_the_program(number)) return next(number, handler);
   PlainHandler *const plain = plain_handlers[number];
   InfoHandler *const info = info_handlers[number];
   sighandler_t ours = handler;
@@ -126,7 +138,7 @@ sighandler_t set_handler(int number, sighandler_t handler) {
     plain_handlers[number] = handler;
     ours = on_plain;
   }
-  const sighandler_t old = next(number, ours);
+  const sighandler_t old = set_by(next, number, ours);
   if (old == SIG_ERR) plain_handlers[number] = plain;
   if (old == on_plain) return plain;
   if (old == std::bit_cast<sighandler_t>(&on_info)) return std::bit_cast<sighandler_t>(info);

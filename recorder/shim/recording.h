@@ -12,14 +12,17 @@
 
 namespace recorder {
 
-/// What one thread of the program is doing. Signal handlers look at it and change it for as long as they run.
 struct DumpText;
 
+/// What one thread of the program is doing. Signal handlers look at it and change it for as long as they run.
 struct ThreadState {
-  std::uint32_t number = 0;     ///< from 1; 0: not counted yet
-  bool inside = false;          ///< in a call of the library: what the library itself calls does not cross
-  const char *doing = nullptr;  ///< the call that the program made, or "poll"; null: none
-  DumpText *dump = nullptr;     ///< collects what is printed on standard output; null: nothing does
+  std::uint32_t number = 0;       ///< from 1; 0: not counted yet
+  bool inside = false;            ///< in a call of the library: what the library itself calls does not cross
+  const char *doing = nullptr;    ///< the call that the program made, or "poll"; null: none
+  DumpText *dump = nullptr;       ///< collects what is printed on standard output; null: nothing does
+  bool is_polling = false;        ///< its last item is a poll
+  std::uint64_t equal_polls = 0;  ///< that came to the same as that one and are to be written down
+  bool in_setting = false;        ///< in the C library's signal() or sigaction(): one may call the other
 };
 
 // NOLINTBEGIN(bugprone-dynamic-static-initializers): they are constants at first
@@ -58,10 +61,14 @@ struct RingSink {
   void put(const void *bytes, std::size_t count) { ring.put(place, bytes, count); }
 };
 
+/// Writes the thread's equal polls down, before another item of the thread.
+void end_equal_polls();
+
 /// Writes an item: `encode` is called twice, first with a sink that counts, and must put the same both times. Safe in
 /// signal handlers as long as `encode` is. Returns false when there was no room.
 template <typename Encode>
 bool write_item(const Encode &encode) {
+  if (thread_state.is_polling || thread_state.equal_polls != 0) end_equal_polls();
   CountingSink count;
   encode(count);
   RingSink sink;

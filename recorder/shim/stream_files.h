@@ -9,6 +9,8 @@ namespace recorder {
 struct StreamFile {
   std::uint32_t stream = 0;  ///< the stream's number; 0: not a stream's descriptor
   bool is_event = false;     ///< the event descriptor, not the frame descriptor
+
+  bool operator==(const StreamFile &) const = default;
 };
 
 /// A stream has given this descriptor.

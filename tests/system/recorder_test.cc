@@ -52,6 +52,8 @@ class RecorderTest : public testing::Test {
   std::filesystem::path recording() const { return folder.path() / "run.zrec"; }
   std::vector<json> items(const Arguments &options = {}) const { return recorded_items(recording(), options); }
 
+  std::string bytes_so_far() const { return std::filesystem::exists(recording()) ? read_file(recording()) : ""; }
+
   RunResult record_run(const Arguments &arguments, const Arguments &options = {}) {
     record(run, recording(), options);
     return run.run(arguments);
@@ -191,6 +193,15 @@ TEST_F(RecorderTest, HasSignalsAndTheEndInAHandler) {
   EXPECT_EQ(recorded.back().at("end"), "quick_exit");
 }
 
+// Catches a signal that is recorded twice or for ever where the C library's signal() calls sigaction().
+TEST_F(RecorderTest, HasSignalsOnceWhereOneFunctionCallsTheOther) {
+  run.camera().fault({.call = "zel_frame_get_size", .nth = 2, .fail = false, .signal = "SIGINT"});
+  preload_recorder(run, recording());
+  run.preload(preload_library("signal_by_sigaction"));
+  EXPECT_EQ(run.run({"-s", "-o", "out"}).status, 0);
+  EXPECT_EQ(items_of(items(), "signal").size(), 1U);
+}
+
 // Catches waits on the stream's descriptors that go unrecorded.
 TEST_F(RecorderTest, HasWaitsOnDescriptors) {
   Terminal terminal;
@@ -211,15 +222,45 @@ TEST_F(RecorderTest, HasWaitsOnDescriptors) {
   EXPECT_EQ(set[0].at(3), POLLIN);
 }
 
+// Catches an item for each poll of a client that polls without sleeping, which fills any file: while it takes no steps
+// it leaves the event of the stop where it is.
+TEST_F(RecorderTest, CountsEqualWaits) {
+  constexpr std::string_view kTimesKey = "\x65times";  // CBOR's text of 5 bytes
+  Terminal terminal;
+  run.stdin_from_descriptor(terminal.descriptor()).stdout_to(terminal.path());
+  record(run, recording());
+  run.start({"--interactive=1", "-o", "out"});
+  const auto wait_for = [&](const std::string &text) {
+    return run.process().wait_until([&] { return terminal.screen().find(text) != std::string::npos; });
+  };
+  terminal.press("\n");
+  ASSERT_TRUE(wait_for("frame =    0"));
+  terminal.press("3");
+  ASSERT_TRUE(wait_for("STOP!"));
+  ASSERT_TRUE(run.process().wait_until([this] { return occurrences(bytes_so_far(), kTimesKey) > 0; }));
+  run.process().send_signal(SIGINT);
+  EXPECT_EQ(run.wait().status, 0);
+  const std::vector<json> recorded = items();
+  const auto counted =
+      std::find_if(recorded.begin(), recorded.end(), [](const json &item) { return item.contains("times"); });
+  ASSERT_NE(counted, recorded.end());
+  EXPECT_GT(counted->at("times"), 1);
+  const auto before = std::prev(counted);
+  for (const char *key : {"poll", "thread", "set"})
+    EXPECT_EQ(before->at(key), counted->at(key)) << key;
+  EXPECT_LE(before->at("at").get<std::uint64_t>() + before->at("took").get<std::uint64_t>(), counted->at("at"));
+  EXPECT_LT(counted->at("took"), 100'000'000);
+  const RunResult shown = read_recording({"show", recording()});
+  EXPECT_THAT(shown.out,
+              HasSubstr(") = " + counted->at("poll").dump() + ", " + counted->at("times").dump() + " times <"));
+}
+
 // Catches a recording of which a kill leaves nothing, or nothing that can be read. The client waits in its fifth fetch.
 TEST_F(RecorderTest, SurvivesAKill) {
   run.camera().fault({.call = "zel_stream_get_buffer", .nth = 5, .fail = false, .stall_us = 1'000'000'000});
   record(run, recording());
   run.start({"--frames=9", "-o", "out"});
-  const auto has_all = [&] {
-    const std::string bytes = std::filesystem::exists(recording()) ? read_file(recording()) : "";
-    return occurrences(bytes, "zel_frame_is_segment_start") == 4;
-  };
+  const auto has_all = [this] { return occurrences(bytes_so_far(), "zel_frame_is_segment_start") == 4; };
   ASSERT_TRUE(run.process().wait_until(has_all));
   run.process().send_signal(SIGKILL);
   EXPECT_EQ(run.wait().signal, SIGKILL);

@@ -12,13 +12,17 @@ std::filesystem::path recorder_file(const std::string &name) {
 }
 
 void record(ClientRun &run, const std::filesystem::path &recording, const std::vector<std::string> &options) {
-  if (!client_is_emulated()) {
-    std::vector<std::string> words = {recorder_file("zel-record"), "-o", recording};
-    words.insert(words.end(), options.begin(), options.end());
-    words.emplace_back("--");
-    run.under(words);
+  if (client_is_emulated()) {
+    preload_recorder(run, recording, options);
     return;
   }
+  std::vector<std::string> words = {recorder_file("zel-record"), "-o", recording};
+  words.insert(words.end(), options.begin(), options.end());
+  words.emplace_back("--");
+  run.under(words);
+}
+
+void preload_recorder(ClientRun &run, const std::filesystem::path &recording, const std::vector<std::string> &options) {
   write_file(recording, "");
   run.preload(recorder_file("libzel-record.so"));
   run.environment("ZEL_RECORD_FILE", recording);

@@ -16,6 +16,10 @@ std::filesystem::path recorder_file(const std::string &name);
 /// emulator, where a program cannot start another one, the client is started as zel-record would do it.
 void record(ClientRun &run, const std::filesystem::path &recording, const std::vector<std::string> &options = {});
 
+/// Starts the client as zel-record would do it. What is preloaded after this stands behind the recorder.
+void preload_recorder(ClientRun &run, const std::filesystem::path &recording,
+                      const std::vector<std::string> &options = {});
+
 /// Runs zel-record show or frames to its end.
 RunResult read_recording(const std::vector<std::string> &arguments, const std::filesystem::path &folder = "/");
 
