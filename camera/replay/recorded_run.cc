@@ -2,6 +2,8 @@
 #include "replay/recorded_run.h"
 
 #include <algorithm>
+#include <csignal>
+#include <cstdlib>
 
 namespace camera {
 namespace {
@@ -11,7 +13,12 @@ using formats::ItemKind;
 using formats::RecordedValue;
 using formats::RecordingItem;
 
-/// Made-up bytes are really made.
+/// Whether handlers get the signal: a replay that sent another would end the program.
+bool can_be_handled(std::int64_t number) {
+  return number > 0 && number < NSIG && number != SIGKILL && number != SIGSTOP;
+}
+
+/// No frame is larger.
 constexpr std::uint64_t kLargestChunk = std::uint64_t{1} << 30U;
 
 bool is_step(const RecordingItem &call) {
@@ -47,13 +54,19 @@ RecordedRun::RecordedRun(const std::string &path) : path_(path) {
   while (std::optional<RecordingItem> item = reader.next())
     add(*std::move(item));
   end_threads();
+  made_up_.reset(static_cast<std::uint8_t *>(std::calloc(largest_made_up_ + 1, 1)));
+  if (made_up_ == nullptr)
+    throw std::runtime_error(path_ + ": no memory for a chunk of " + std::to_string(largest_made_up_) + " bytes");
 }
 
 void RecordedRun::add(RecordingItem item) {
   if (item.kind == ItemKind::kLost) throw std::runtime_error(path_ + ": items are lost in it: it cannot be replayed");
   if (item.kind == ItemKind::kSignal) {
-    threads_[item.thread].signals.push_back({static_cast<int>(item.number(formats::kItemSignal).value_or(0)),
-                                             item.at_ns, std::string(item.text(formats::kKeyDuring))});
+    const std::int64_t number = item.number(formats::kItemSignal).value_or(0);
+    if (!can_be_handled(number))
+      throw std::runtime_error(path_ + ": a handler that gets signal " + std::to_string(number));
+    threads_[item.thread].signals.push_back(
+        {static_cast<int>(number), item.at_ns, std::string(item.text(formats::kKeyDuring))});
   } else if (item.kind == ItemKind::kPoll) {
     threads_[item.thread].has_waited = true;
   } else if (item.kind == ItemKind::kCall) {
@@ -93,18 +106,22 @@ void RecordedRun::note_chunk(const RecordingItem &call) {
   std::vector<const RecordingItem *> &earlier = chunks_[object_of(call.row(), call.arguments())];
   const RecordedValue *again = gave.find(formats::kChunkAgain);
   const std::uint64_t number = again != nullptr ? again->as_unsigned().value_or(UINT64_MAX) : UINT64_MAX;
-  if (number < earlier.size()) again_.emplace(&call, earlier[static_cast<std::size_t>(number)]);
+  if (number < earlier.size()) again_.emplace(&call, holder_of(*earlier[static_cast<std::size_t>(number)]));
   earlier.push_back(&call);
   const RecordedValue *data = gave.find(formats::kChunkData);
   if (data != nullptr && !data->is_null()) return;
   const std::uint64_t size = gave.find(formats::kChunkSize)->as_unsigned().value_or(0);
   if (size > kLargestChunk) throw std::runtime_error(path_ + ": a chunk of " + std::to_string(size) + " bytes");
-  made_up_.resize(std::max(made_up_.size(), static_cast<std::size_t>(size) + 1));
+  largest_made_up_ = std::max(largest_made_up_, static_cast<std::size_t>(size));
+}
+
+const RecordingItem *RecordedRun::holder_of(const RecordingItem &chunk) const {
+  const auto again = again_.find(&chunk);
+  return again != again_.end() ? again->second : &chunk;
 }
 
 /// What no call came behind: signals in calls that never returned, and those that came at the end.
 void RecordedRun::end_threads() {
-  made_up_.resize(std::max<std::size_t>(made_up_.size(), 1));
   for (const auto &[number, thread] : threads_) {
     for (const Waiting &signal : thread.signals) {
       if (formats::call_number(signal.during) != formats::kRecordedCalls.size()) {
@@ -137,14 +154,12 @@ std::vector<int> RecordedRun::signals_in_unreturned(std::string_view name) const
 }
 
 RecordedBytes RecordedRun::bytes_of(const RecordingItem &call) const {
-  const auto again = again_.find(&call);
-  if (again != again_.end() && again->second != &call) return bytes_of(*again->second);
-  const RecordedValue &gave = *call.gave();
+  const RecordedValue &gave = *holder_of(call)->gave();
   const auto size = static_cast<std::size_t>(gave.find(formats::kChunkSize)->as_unsigned().value_or(0));
   const RecordedValue *data = gave.find(formats::kChunkData);
   const auto *bytes = data != nullptr ? data->as<RecordedValue::Bytes>() : nullptr;
   if (bytes != nullptr && !bytes->empty()) return {bytes->data(), size};
-  return {data != nullptr && data->is_null() ? nullptr : made_up_.data(), size};
+  return {data != nullptr && data->is_null() ? nullptr : made_up_.get(), size};
 }
 
 const RecordedValue::List *RecordedRun::values_of_type(const std::string &name) const {

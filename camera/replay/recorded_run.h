@@ -3,8 +3,10 @@
 #define ZEL_CAMERA_RECORDED_RUN_H
 
 #include <cstdint>
+#include <cstdlib>
 #include <deque>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -79,6 +81,8 @@ class RecordedRun {
   void add(formats::RecordingItem item);
   void add_call(formats::RecordingItem item);
   void note_chunk(const formats::RecordingItem &call);
+  /// The call whose bytes the chunk has again, itself where it has its own.
+  const formats::RecordingItem *holder_of(const formats::RecordingItem &chunk) const;
   void end_threads();
 
   std::string path_;
@@ -89,9 +93,13 @@ class RecordedRun {
   std::vector<Waiting> unreturned_;
   std::vector<RecordedSignal> between_;
   std::unordered_map<std::uint32_t, std::vector<const formats::RecordingItem *>> chunks_;  ///< of each buffer's frame
-  std::unordered_map<const formats::RecordingItem *, const formats::RecordingItem *> again_;
+  std::unordered_map<const formats::RecordingItem *, const formats::RecordingItem *> again_;  ///< who holds its bytes
   std::map<std::string, const formats::RecordedValue::List *> types_;
-  std::vector<std::uint8_t> made_up_;  ///< as many as the largest chunk without bytes has
+  struct Free {
+    void operator()(std::uint8_t *bytes) const { std::free(bytes); }
+  };
+  std::size_t largest_made_up_ = 0;                ///< bytes of the largest chunk that has none in the recording
+  std::unique_ptr<std::uint8_t, Free> made_up_{};  ///< so many zeros, which take no memory until they are read
 };
 
 /// The object that a call is about: its first argument; 0: none.
