@@ -135,14 +135,15 @@ GType type_of(const Session &session, const RecordingItem &call) {
   const std::string name = text_of(named != nullptr ? named : &gave);
   const GType known = g_type_from_name(name.c_str());
   const RecordedValue::List *values = session.replay->run().values_of_type(name);
-  if (known != G_TYPE_INVALID || values == nullptr) return known;
+  if (known != G_TYPE_INVALID) return G_TYPE_IS_ENUM(known) ? known : G_TYPE_INVALID;
+  if (values == nullptr) return G_TYPE_INVALID;
   auto *table = g_new0(GEnumValue, values->size() + 1);
   for (std::size_t i = 0; i < values->size(); ++i) {
     const auto &value = *(*values)[i].as<RecordedValue::List>();
     table[i] = {static_cast<gint>(value[0].as_integer().value_or(0)), g_intern_string(text_of(&value[1]).c_str()),
                 g_intern_string(text_of(&value[2]).c_str())};
   }
-  return g_enum_register_static(name.c_str(), table);
+  return g_enum_register_static(name.c_str(), table);  // NOLINT(clang-analyzer-unix.Malloc): it keeps the table
 }
 
 template <std::integral Number>

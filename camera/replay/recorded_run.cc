@@ -1,9 +1,13 @@
 // Sorting a recording's items by objects and threads.
 #include "replay/recorded_run.h"
 
+#include <glib.h>
+
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+
+#include "formats/recording_text.h"
 
 namespace camera {
 namespace {
@@ -16,6 +20,16 @@ using formats::RecordingItem;
 /// Whether handlers get the signal: a replay that sent another would end the program.
 bool can_be_handled(std::int64_t number) {
   return number > 0 && number < NSIG && number != SIGKILL && number != SIGSTOP;
+}
+
+/// Whether GLib takes the name for a type.
+bool is_type_name(const std::string &name) {
+  constexpr std::size_t kShortest = 3;
+  const auto is_first = [](char letter) { return g_ascii_isalpha(letter) || letter == '_'; };
+  const auto is_later = [&](char letter) {
+    return is_first(letter) || g_ascii_isdigit(letter) || letter == '-' || letter == '+';
+  };
+  return name.size() >= kShortest && is_first(name[0]) && std::all_of(name.begin(), name.end(), is_later);
 }
 
 /// No frame is larger.
@@ -96,8 +110,9 @@ void RecordedRun::add_call(RecordingItem item) {
   }
   if (call.row().result == 'c') note_chunk(call);
   if (call.row().result == 't' && gave->find(formats::kTypeValues) != nullptr) {
-    types_.emplace(*gave->find(formats::kTypeName)->as<std::string>(),
-                   gave->find(formats::kTypeValues)->as<RecordedValue::List>());
+    const std::string &name = *gave->find(formats::kTypeName)->as<std::string>();
+    if (!is_type_name(name)) throw std::runtime_error(path_ + ": " + formats::quoted(name, 50) + " is no type's name");
+    types_.emplace(name, gave->find(formats::kTypeValues)->as<RecordedValue::List>());
   }
 }
 

@@ -74,3 +74,18 @@ TEST(RecordedRun, FindsBytesThatAreReferredToManyTimes) {
 TEST(RecordedRun, RefusesChunksThatAreTooLarge) {
   EXPECT_EQ(refusal({chunk_call({{"size", (1U << 30U) + 1}, {"xxh64", 1}})}), "a.zrec: a chunk of 1073741825 bytes");
 }
+
+// Catches types that GLib complains about.
+TEST(RecordedRun, RefusesTypesThatCannotBe) {
+  const auto type_call = [](const std::string &name) {
+    return ordered_json{{"call", "zel_format_get_type"},
+                        {"thread", 1},
+                        {"at", 0},
+                        {"with", ordered_json::array()},
+                        {"gave", {{"name", name}, {"values", ordered_json::array()}}}};
+  };
+  EXPECT_EQ(refusal({type_call("a b")}), "a.zrec: \"a b\" is no type's name");
+  EXPECT_EQ(refusal({type_call("ab")}), "a.zrec: \"ab\" is no type's name");
+  EXPECT_EQ(refusal({type_call("1bc")}), "a.zrec: \"1bc\" is no type's name");
+  EXPECT_EQ(refusal({type_call("abc")}), "");
+}

@@ -5,9 +5,11 @@
 
 #include <cerrno>
 #include <csignal>
+#include <set>
 #include <sstream>
 
 #include "console_text.h"
+#include "formats/recording.h"
 #include "formats/xxh64.h"
 #include "harness/build_under_test.h"
 #include "harness/pty.h"
@@ -79,6 +81,32 @@ TEST_F(RecorderTest, HasEveryCallInOrder) {
   EXPECT_EQ(items_of(recorded, "release").size(), truth.releases().size());
   EXPECT_EQ(recorded.back().at("end"), "exit");
   EXPECT_EQ(recorded.back().at("status"), 0);
+}
+
+// Catches a function of the interface that is not recorded.
+TEST_F(RecorderTest, HasEveryFunction) {
+  run.camera().fault({.call = "zel_stream_get_buffer", .nth = 3, .message = "Lost"});
+  std::vector<std::string> made;
+  const auto record_calls = [&](const Arguments &arguments) {
+    EXPECT_EQ(record_run(arguments).status, 0);
+    for (const std::string &name : names_of_calls(items()))
+      made.push_back(name);
+  };
+  record_calls({"--frames=4", "--zel_debug", "-m", "-o", "out", "--mkv=out.mkv", "320", "240"});
+  record_calls({"--frames=1", "-x", "--frame.chunks=1", "--dynamic=1", "--framerate=29.97", "--subformat=any",
+                "--crop.width=64", "--crop.height=64", "-o", "out"});
+  Terminal terminal;
+  run.stdin_from_descriptor(terminal.descriptor()).stdout_to(terminal.path());
+  run.start({"--interactive=1", "-o", "out"});
+  terminal.press("23k");
+  ASSERT_TRUE(run.process().wait_until([this] { return occurrences(bytes_so_far(), "force_key_frame") > 0; }));
+  run.process().send_signal(SIGINT);
+  EXPECT_EQ(run.wait().status, 0);
+  for (const std::string &name : names_of_calls(items()))
+    made.push_back(name);
+  const std::set<std::string> names(made.begin(), made.end());
+  for (const formats::RecordedCall &call : formats::kRecordedCalls)
+    EXPECT_TRUE(names.contains(std::string(call.name))) << call.name;
 }
 
 // Catches arguments and results that are not those of the call.
