@@ -1,11 +1,10 @@
 // zel-frames frame: one frame's picture or bytes.
-#include <algorithm>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "frames/commands/command.h"
 #include "frames/common/output_file.h"
+#include "frames/common/suffix.h"
 #include "frames/common/unusable.h"
 #include "frames/media/picture_file.h"
 #include "frames/print/output.h"
@@ -20,13 +19,6 @@ struct FrameOptions {
   std::string number;
   bool json = false;
 };
-
-bool has_suffix(std::string_view path, std::string_view suffix) {
-  if (path.size() < suffix.size()) return false;
-  path.remove_prefix(path.size() - suffix.size());
-  return std::equal(path.begin(), path.end(), suffix.begin(),
-                    [](char one, char other) { return (one >= 'A' && one <= 'Z' ? one - 'A' + 'a' : one) == other; });
-}
 
 std::vector<std::uint8_t> own_bytes(const Capture &capture, std::size_t frame) {
   const std::unique_ptr<FrameReader> reader = capture.open_bytes(capture);

@@ -56,6 +56,7 @@ bool exchange_files(const std::string &one, const std::string &other) noexcept {
 OutputFile::OutputFile(std::string path, bool force, std::span<const std::string> inputs)
     : path_(std::move(path)), target_(followed(path_)), force_(force) {
   if (path_.empty() || path_.back() == '/') unusable("\"{}\": is no name of a file", path_);
+  if (path_ == "-") unusable("-: cannot go to standard output: ./- is a file of that name");
   for (const std::string &input : inputs)
     if (is_same_file(path_, input)) unusable("{}: is a file of the capture, which is never written", path_);
   struct stat status = {};

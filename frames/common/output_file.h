@@ -16,7 +16,7 @@ namespace frames {
 /// once. All failures throw Unusable and name the file.
 class OutputFile {
  public:
-  /// Refuses a folder, the name of any of the files `inputs`, and without `force` the name of a file that exists.
+  /// Refuses a folder, "-", the name of any of the files `inputs`, and without `force` the name of a file that exists.
   OutputFile(std::string path, bool force, std::span<const std::string> inputs);
   ~OutputFile();
   OutputFile(const OutputFile &) = delete;

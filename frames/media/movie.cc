@@ -53,6 +53,13 @@ void require_fitting_times(const Capture &capture, const FrameRange &range, Cont
   }
 }
 
+/// The bytes of a frame. Who reads a file finds no frame where there are none.
+std::span<const std::uint8_t> bytes_of(const Movie &movie, std::size_t frame, Container container) {
+  const std::span<const std::uint8_t> bytes = movie.reader.read(frame);
+  if (bytes.empty()) refuse(movie.capture, frame, container, "it has no bytes");
+  return bytes;
+}
+
 bool is_key(formats::Codec codec, std::span<const std::uint8_t> bytes) {
   return formats::frame_key(codec, bytes, true) == formats::KeyState::kKey;
 }
@@ -68,8 +75,7 @@ std::uint64_t write_mp4(const Movie &movie, OutputFile &file) {
   const std::int64_t start = frames.time_us[movie.range.from];
   std::uint64_t written = 0;
   for (std::size_t i = movie.range.from; i < movie.range.to; ++i) {
-    const std::span<const std::uint8_t> bytes = movie.reader.read(i);
-    if (bytes.empty()) refuse(movie.capture, i, Container::kMp4, "it has no bytes");
+    const std::span<const std::uint8_t> bytes = bytes_of(movie, i, Container::kMp4);
     const bool is_last = i + 1 == movie.range.to;
     const std::int64_t duration = is_last ? movie.nominal_us : frames.time_us[i + 1] - frames.time_us[i];
     writer.write(bytes, frames.time_us[i] - start, duration, is_key(movie.codec, bytes));
@@ -97,7 +103,7 @@ std::uint64_t write_matroska(const Movie &movie, OutputFile &file) {
   const std::int64_t duration_ms = (movie.nominal_us + 500) / 1000;
   std::uint64_t written = 0;
   for (std::size_t i = movie.range.from; i < movie.range.to; ++i) {
-    const std::span<const std::uint8_t> bytes = movie.reader.read(i);
+    const std::span<const std::uint8_t> bytes = bytes_of(movie, i, Container::kMatroska);
     const std::int64_t time = frames.time_us[i];
     auto *data = const_cast<std::uint8_t *>(bytes.data());  // the muxer only reads
     require(writer, writer.wrap_frame(data, bytes.size()), file);

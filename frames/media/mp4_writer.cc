@@ -20,6 +20,9 @@ namespace {
 
 constexpr int kIoBytes = 256 * 1024;
 
+/// Between the decoding times of two frames: libavformat takes more for an error, and bends all times behind it.
+constexpr std::int64_t kMostUs = std::numeric_limits<std::int32_t>::max() - 1;
+
 template <typename Pointer>
 Pointer *required(Pointer *pointer) {
   if (pointer == nullptr) throw std::bad_alloc();
@@ -88,8 +91,9 @@ void Mp4Writer::write(std::span<const std::uint8_t> bytes, std::int64_t time_us,
   }
   packet_->data = const_cast<std::uint8_t *>(bytes.data());  // the muxer only reads
   packet_->size = static_cast<int>(bytes.size());
+  decoded_us_ = std::min(time_us, decoded_us_ + kMostUs);  // by 1 us before it is shown, after a longer distance
   packet_->pts = time_us;
-  packet_->dts = time_us;
+  packet_->dts = decoded_us_;
   packet_->duration = duration_us;
   packet_->flags = is_key ? AV_PKT_FLAG_KEY : 0;
   require(av_write_frame(context_.get(), packet_.get()));

@@ -44,7 +44,8 @@ class Mp4Writer {
   IoPtr io_;
   std::unique_ptr<AVFormatContext, FreeOutput> context_;
   PacketPtr packet_;
-  std::exception_ptr failure_;  ///< what writing to the file threw inside libavformat
+  std::int64_t decoded_us_ = 0;  ///< decoding time of the frame before
+  std::exception_ptr failure_;   ///< what writing to the file threw inside libavformat
 };
 
 }  // namespace frames

@@ -163,6 +163,16 @@ TEST_F(OutputFiles, LeaveNothingOfThePairThatTheyReplace) {
   EXPECT_THAT(names(), ElementsAre("out", "out.meta"));
 }
 
+// Catches a file named "-" where somebody wants a pipe.
+TEST_F(OutputFiles, AreNotStandardOutput) {
+  try {
+    const OutputFile file("-", true, {});
+    ADD_FAILURE() << "a file was made";
+  } catch (const frames::Unusable &error) {
+    EXPECT_STREQ(error.what(), "-: cannot go to standard output: ./- is a file of that name");
+  }
+}
+
 TEST_F(OutputFiles, GoIntoFoldersThatAreThere) {
   EXPECT_EQ(refusal(".", true), path(".") + ": is a folder");
   EXPECT_EQ(refusal("none/out", false), path("none/out") + ": No such file or directory");

@@ -166,6 +166,29 @@ TEST_F(FramesMuxRefusal, GapsBeyondMp4sDurations) {
                  "cap: frame 1: it comes after 2147483648 us, which MP4 cannot hold");
 }
 
+// Catches times that the muxer bends because it takes the longest distance for an error.
+TEST_F(FramesMuxRefusal, NotOfTheLongestGap) {
+  const std::vector<std::int64_t> times = {0, 2'147'483'647, 4'294'967'294, 4'295'000'627, 6'442'484'273};
+  for (std::size_t i = 0; i < times.size(); ++i)
+    run.camera().frames({.from = static_cast<std::uint32_t>(i), .timestamp_us = static_cast<std::uint64_t>(times[i])});
+  ASSERT_EQ(run.run({"--meta", "--output=cap", "--quiet", "--frames=5", "320", "240"}).status, 0);
+  const RunResult muxed = run_frames({"mux", "-o", "out.mp4", "cap"}, run.folder());
+  ASSERT_EQ(muxed.status, 0) << muxed.err;
+  std::vector<std::int64_t> shown;
+  for (const VideoPacket &packet : probe_video(run.file("out.mp4")).packets)
+    shown.push_back(packet.pts);
+  EXPECT_EQ(shown, times);
+}
+
+// Catches frames that are counted as written and that no reader of the file finds.
+TEST_F(FramesMuxRefusal, FramesWithoutBytes) {
+  run.camera().frames({.from = 2, .size = 0});
+  const RunResult recorded = run.run({"--meta", "--output=cap", "--quiet", "--frames=4", "320", "240"});
+  ASSERT_EQ(recorded.status, 0) << recorded.err;
+  expect_refusal({"-o", "out.mp4", "cap"}, "cap: frame 2: it has no bytes, which MP4 cannot hold");
+  expect_refusal({"-o", "out.mkv", "cap"}, "cap: frame 2: it has no bytes, which Matroska cannot hold");
+}
+
 TEST_F(FramesMuxRefusal, UncompressedFrames) {
   ASSERT_NO_FATAL_FAILURE(record({0, 1000}, "h264"));
   expect_refusal({"-o", "out.mp4", "cap", "--format=nv12"},
@@ -180,6 +203,15 @@ TEST_F(FramesMuxRefusal, FramesThatAreNotThere) {
 TEST_F(FramesMuxRefusal, OtherNames) {
   ASSERT_NO_FATAL_FAILURE(record({0, 1000}));
   expect_refusal({"-o", "out.avi", "cap"}, "out.avi: is neither a .mkv nor a .mp4");
+}
+
+// Catches the end of a name in large letters that is not seen.
+TEST_F(FramesMuxRefusal, NotOfLargeLetters) {
+  ASSERT_EQ(run.run({"--meta", "--output=cap", "--quiet", "--frames=3", "320", "240"}).status, 0);
+  ASSERT_EQ(run_frames({"mux", "-o", "OUT.MP4", "cap"}, run.folder()).status, 0);
+  ASSERT_EQ(run_frames({"cut", "--from=0", "--to=2", "-o", "OUT.MKV", "cap"}, run.folder()).status, 0);
+  EXPECT_EQ(probe_video(run.file("OUT.MP4")).packets.size(), 3u);
+  EXPECT_EQ(probe(run.file("OUT.MKV")).video.size(), 3u);
 }
 
 // Catches reordered pictures whose times would be lost.
