@@ -82,7 +82,8 @@ std::vector<RowColumn> columns_of(const Capture &capture) {
   std::vector<RowColumn> columns(kColumns.begin(), kColumns.end());
   if (capture.frames.utc_us.any()) columns.push_back({"utc_us", append_column<&FrameTable::utc_us>});
   if (capture.frames.custom.any()) columns.push_back({"custom", append_column<&FrameTable::custom>});
-  if (capture.parts.size() > 1) columns.push_back({"file", append_file, kText});
+  const bool is_pattern = !capture.parts.empty() && capture.parts.front().path != capture.name;
+  if (is_pattern) columns.push_back({"file", append_file, kText});
   return columns;
 }
 

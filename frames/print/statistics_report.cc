@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <array>
+#include <cstdint>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -32,6 +34,18 @@ Json gap_json(const Gap &gap) {
   return object;
 }
 
+/// What is told of single frames; a capture of no frames has none of it, one without times does not tell.
+void put_lists(Json &object, const Capture &capture, const Statistics &statistics) {
+  if (statistics.missing || statistics.frames == 0) {
+    Json &gaps = object["gaps"] = Json::array();
+    for (const Gap &gap : statistics.gaps)
+      gaps.push_back(gap_json(gap));
+  }
+  if (!capture.frames.time_us.any() && statistics.frames > 0) return;
+  object["backwards"] = statistics.backwards;
+  object["repeated"] = statistics.repeated;
+}
+
 /// A line of a figure's name and what it is, names in one column.
 template <typename... Arguments>
 void put_line(std::string &text, std::string_view name, fmt::format_string<Arguments...> format,
@@ -41,6 +55,9 @@ void put_line(std::string &text, std::string_view name, fmt::format_string<Argum
   text += '\n';
 }
 
+/// Stands for what is not known or not defined.
+constexpr const char *kUnknown = "-";
+
 std::string gop_text(const Gops &gop) {
   const std::string lengths = gop.min == gop.max ? fmt::format("{}", gop.min)
                                                  : fmt::format("{} to {}, mean {:.1f}", gop.min, gop.max, gop.mean);
@@ -48,49 +65,62 @@ std::string gop_text(const Gops &gop) {
 }
 
 void put_capture(std::string &text, const Capture &capture, const Statistics &statistics) {
-  std::string what = capture.codec ? std::string(formats::codec_name(*capture.codec)) : "codec unknown";
+  std::string what = capture.codec ? std::string(formats::codec_name(*capture.codec)) : "codec -";
   if (capture.width != 0) fmt::format_to(std::back_inserter(what), ", {}x{}", capture.width, capture.height);
   put_line(text, "capture", "{}: {}", one_line(capture.name), what);
   if (statistics.keys) {
     put_line(text, "frames", "{}, {} of them key frames{}", statistics.frames, *statistics.keys,
              statistics.gop ? "; " + gop_text(*statistics.gop) : "");
   } else {
-    put_line(text, "frames", "{}, key frames unknown", statistics.frames);
+    put_line(text, "frames", "{}, key frames {}", statistics.frames, kUnknown);
   }
   put_line(text, "bytes", "{}", statistics.bytes);
-  if (statistics.duration_us) {
-    put_line(text, "duration", "{:.6f} s", static_cast<double>(*statistics.duration_us) / 1e6);
-  }
-  if (statistics.fps) {
-    put_line(text, "rate", "{:.3f} frames/s, {:.1f} kbit/s", *statistics.fps, *statistics.bitrate_bps / 1000);
-  }
+  const auto duration = statistics.duration_us;
+  put_line(text, "duration", "{}", duration ? fmt::format("{:.6f} s", static_cast<double>(*duration) / 1e6) : kUnknown);
+  const auto rate = statistics.fps;
+  put_line(text, "rate", "{}",
+           rate ? fmt::format("{:.3f} frames/s, {:.1f} kbit/s", *rate, *statistics.bitrate_bps / 1000) : kUnknown);
+}
+
+/// A row of the table: what it is of, and its cells under the headings.
+void put_row(std::string &text, std::string_view name, const std::array<std::string, 8> &cells) {
+  constexpr std::size_t kMean = 1;
+  fmt::format_to(std::back_inserter(text), "{:<18}", name);
+  for (std::size_t i = 0; i < cells.size(); ++i)
+    fmt::format_to(std::back_inserter(text), " {:>{}}", cells[i], i == kMean ? 13 : 11);
+  text += '\n';
 }
 
 void put_distribution(std::string &text, std::string_view name, const std::optional<Distribution> &values) {
-  if (!values) return;
-  fmt::format_to(std::back_inserter(text), "{:<18} {:>11} {:>13.1f} {:>11} {:>11} {:>11} {:>11} {:>11} {:>11.1f}\n",
-                 name, values->min, values->mean, values->p50, values->p90, values->p99, values->p999, values->max,
-                 values->stddev);
+  std::array<std::string, 8> cells;
+  cells.fill(kUnknown);
+  if (values) {
+    const auto whole = [](std::int64_t value) { return fmt::format("{}", value); };
+    const auto tenths = [](double value) { return fmt::format("{:.1f}", value); };
+    cells = {whole(values->min), tenths(values->mean), whole(values->p50), whole(values->p90),
+             whole(values->p99), whole(values->p999),  whole(values->max), tenths(values->stddev)};
+  }
+  put_row(text, name, cells);
 }
 
 void put_distributions(std::string &text, const Statistics &statistics) {
-  if (!statistics.size) return;  // of no frame
-  fmt::format_to(std::back_inserter(text), "\n{:<18} {:>11} {:>13} {:>11} {:>11} {:>11} {:>11} {:>11} {:>11}\n", "",
-                 "min", "mean", "p50", "p90", "p99", "p99.9", "max", "stddev");
+  text += '\n';
+  put_row(text, "", {"min", "mean", "p50", "p90", "p99", "p99.9", "max", "stddev"});
   put_distribution(text, "distance (us)", statistics.delta_us);
   put_distribution(text, "at client (us)", statistics.delta_cts_us);
   put_distribution(text, "latency (us)", statistics.latency_us);
   put_distribution(text, "size (bytes)", statistics.size);
-  if (statistics.keys.value_or(0) != 0) put_distribution(text, "  key frames", statistics.size_key);
-  if (statistics.keys.value_or(0) != 0) put_distribution(text, "  other frames", statistics.size_other);
+  put_distribution(text, "  key frames", statistics.size_key);
+  put_distribution(text, "  other frames", statistics.size_other);
 }
 
 constexpr std::size_t kMostLines = 10;  ///< of one kind: all of it stays on one screen
 
 void put_gaps(std::string &text, const Statistics &statistics) {
-  if (!statistics.missing) return;
   text += '\n';
-  if (statistics.gaps.empty()) {
+  if (!statistics.missing) {
+    put_line(text, "gaps", "{}", kUnknown);
+  } else if (statistics.gaps.empty()) {
     put_line(text, "gaps", "none");
   } else {
     put_line(text, "gaps", "{}, {} frames missing", statistics.gaps.size(), *statistics.missing);
@@ -148,11 +178,7 @@ Json statistics_json(const Capture &capture, const Statistics &statistics) {
     const Gops &gop = *statistics.gop;
     object["gop"] = {{"count", gop.count}, {"min", gop.min}, {"mean", gop.mean}, {"max", gop.max}};
   }
-  object["gaps"] = Json::array();
-  for (const Gap &gap : statistics.gaps)
-    object["gaps"].push_back(gap_json(gap));
-  object["backwards"] = statistics.backwards;
-  object["repeated"] = statistics.repeated;
+  put_lists(object, capture, statistics);
   return object;
 }
 

@@ -68,6 +68,15 @@ TEST_F(FramesCommands, NamesOfParts) {
             "0,,0,,,0,0,,0,1,0,,\"a,\"\"0\"\n");
 }
 
+// Catches a pattern of which only one part is there, and that does not say which.
+TEST_F(FramesCommands, NameOfTheOnlyPart) {
+  write("part%d.meta", "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\1\0\0\0\0\0\0\0\1\0\0\0"s);
+  write("part0", "x");
+  EXPECT_EQ(output({"list", "--json", "part%d"}),
+            R"({"frame":0,"type":0,"time_us":0,"delta_us":0,"offset":0,"size":1,"header":0,"file":"part0"})"
+            "\n");
+}
+
 // Catches lines, counts and statuses of the check.
 TEST_F(FramesCommands, Check) {
   write("run.txt", kText);
@@ -121,13 +130,43 @@ TEST_F(FramesCommands, WhatCannotBeUsed) {
   EXPECT_EQ(refusal({"stats", "/dev/zero"}), "/dev/zero: holds no frame's line");
 }
 
-// Catches the heading of a table in which there is nothing.
+// Catches a figure that is not defined and is printed as a number, or not at all.
 TEST_F(FramesCommands, StatsOfNoFrames) {
   write("none.meta", std::string(4, '\0'));
+  const std::string dashes =
+      "          -             -           -           -           -           -           -"
+      "           -\n";
   EXPECT_EQ(output({"stats", "none.meta"}),
-            "capture    none.meta: codec unknown\n"
-            "frames     0, key frames unknown\n"
-            "bytes      0\n");
+            "capture    none.meta: codec -\n"
+            "frames     0, key frames -\n"
+            "bytes      0\n"
+            "duration   -\n"
+            "rate       -\n"
+            "\n"
+            "                           min          mean         p50         p90         p99       p99.9         max"
+            "      stddev\n"
+            "distance (us)      " +
+                dashes + "at client (us)     " + dashes + "latency (us)       " + dashes + "size (bytes)       " +
+                dashes + "  key frames       " + dashes + "  other frames     " + dashes +
+                "\n"
+                "gaps       -\n");
+  EXPECT_EQ(output({"stats", "--json", "none.meta"}), R"({"frames":0,"bytes":0,"gaps":[],"backwards":[],"repeated":[]})"
+                                                      "\n");
+}
+
+// Catches "none" for gaps, and lists without an entry, where nothing tells of times.
+TEST_F(FramesCommands, StatsWithoutTimes) {
+  write("grey", std::string(8, 'g'));
+  const std::vector<std::string> as_pictures = {"--format=gray", "--size=2x2", "grey"};
+  std::vector<std::string> arguments = {"stats"};
+  arguments.insert(arguments.end(), as_pictures.begin(), as_pictures.end());
+  const std::string text = output(arguments);
+  EXPECT_THAT(text, HasSubstr("\nduration   -\nrate       -\n"));
+  EXPECT_THAT(text, testing::EndsWith("\n\ngaps       -\n"));
+  arguments.insert(arguments.begin() + 1, "--json");
+  EXPECT_THAT(output(arguments), testing::EndsWith("\"gop\":{\"count\":2,\"min\":1,\"mean\":1.0,\"max\":1}}\n"));
+  arguments.insert(arguments.begin() + 1, "--fps=25");
+  EXPECT_THAT(output(arguments), testing::EndsWith(",\"gaps\":[],\"backwards\":[],\"repeated\":[]}\n"));
 }
 
 // Catches a message or a status for a reader that has seen enough, and output that is lost without a word.
