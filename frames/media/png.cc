@@ -99,6 +99,7 @@ std::vector<std::uint8_t> png_of(const AVFrame &picture) {
   encoder->width = picture.width;
   encoder->height = picture.height;
   encoder->pix_fmt = pixels;
+  encoder->sample_aspect_ratio = picture.sample_aspect_ratio;
   encoder->time_base = kMicroseconds;
   require(avcodec_open2(encoder.get(), codec, nullptr));
   require(avcodec_send_frame(encoder.get(), converted.get()));

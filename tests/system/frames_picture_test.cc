@@ -173,6 +173,16 @@ TEST_F(FramesOfVideos, HaveTheColoursThatTheStreamSays) {
   ASSERT_NO_FATAL_FAILURE(expect_picture("c.mkv", 5, 5));
 }
 
+// Catches a picture of wide pixels that is shown as one of square ones.
+TEST_F(FramesOfVideos, HaveTheShapeOfTheirPixels) {
+  ASSERT_NO_FATAL_FAILURE(make("wide.mkv", {"-vf", "setsar=16/11", "-c:v", "libx264", "-preset", "veryfast"}));
+  ASSERT_EQ(run_frames({"frame", "0", "wide.mkv", "-o", "wide.png"}, run.folder()).status, 0);
+  EXPECT_EQ(run_tool({"ffprobe", "-v", "error", "-show_entries", "stream=sample_aspect_ratio", "-of", "csv=p=0",
+                      run.file("wide.png").string()})
+                .out,
+            "16:11\n");
+}
+
 TEST_F(FramesOfVideos, EndAtTheLast) {
   ASSERT_NO_FATAL_FAILURE(make("a.mkv", {"-c:v", "mjpeg"}));
   const RunResult result = run_frames({"frame", "12", "a.mkv", "-o", "a.png"}, run.folder());

@@ -138,6 +138,9 @@ TEST_P(FramesOfEachFormat, RawRun) {
   EXPECT_EQ(list({"run.txt"}), expected_rows({.console = true, .key = false, .from_zero = true, .place = false}));
   std::filesystem::rename(run.file("cap"), run.file("moved"));
   EXPECT_EQ(list({"moved", "--meta", "cap.meta"}), expected_rows({.sidecar = true}));
+  const std::vector<std::size_t> told_by_text = {0, 1, 3, 4, 5, 6, 11};
+  EXPECT_EQ(columns(list({"moved", "--log", "run.txt"}), told_by_text),
+            columns(expected_rows({.console = true, .from_zero = true}), told_by_text));
   // The parser counts the zero byte before an H.265 frame's start code to the frame before.
   if (GetParam() != "h265") {
     EXPECT_EQ(list({"moved"}), expected_rows({.time = false}));
