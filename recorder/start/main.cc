@@ -25,7 +25,7 @@ constexpr int kUnusable = 2;
 constexpr int kCannotRun = 126;
 constexpr int kNotFound = 127;
 
-constexpr std::uint64_t kLeastSize = 64 * 1024;
+constexpr std::uint64_t kLeastSize = std::uint64_t{64} * 1024;
 
 struct Setup {
   const char *output = kDefaultOutput;
