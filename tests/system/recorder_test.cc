@@ -97,7 +97,10 @@ TEST_F(RecorderTest, HasEveryFunction) {
                 "--crop.width=64", "--crop.height=64", "-o", "out"});
   Terminal terminal;
   run.stdin_from_descriptor(terminal.descriptor()).stdout_to(terminal.path());
+  record(run, recording());
   run.start({"--interactive=1", "-o", "out"});
+  ASSERT_TRUE(
+      run.process().wait_until([&] { return terminal.screen().find("Starting Stream[") != std::string::npos; }));
   terminal.press("23k");
   ASSERT_TRUE(run.process().wait_until([this] { return occurrences(bytes_so_far(), "force_key_frame") > 0; }));
   run.process().send_signal(SIGINT);
@@ -261,6 +264,7 @@ TEST_F(RecorderTest, CountsEqualWaits) {
   const auto wait_for = [&](const std::string &text) {
     return run.process().wait_until([&] { return terminal.screen().find(text) != std::string::npos; });
   };
+  ASSERT_TRUE(wait_for("Starting Stream["));
   terminal.press("\n");
   ASSERT_TRUE(wait_for("frame =    0"));
   terminal.press("3");
