@@ -89,6 +89,12 @@ std::optional<std::int64_t> RecordedValue::as_integer() const {
   return static_cast<std::int64_t>(*number);
 }
 
+std::string RecordedValue::any_text() const {
+  if (const auto *text = as<std::string>()) return *text;
+  const auto *bytes = as<Bytes>();
+  return bytes != nullptr ? std::string(bytes->begin(), bytes->end()) : std::string();
+}
+
 const RecordedValue *RecordedValue::find(std::string_view key) const {
   const auto *fields = as<Fields>();
   if (fields == nullptr) return nullptr;

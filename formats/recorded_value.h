@@ -41,6 +41,9 @@ struct RecordedValue {
   /// A whole number; none for anything else, and for what does not fit.
   std::optional<std::int64_t> as_integer() const;
 
+  /// A text, be it UTF-8 or not; "" for anything else.
+  std::string any_text() const;
+
   /// The value under a key; null when this is no map or has no such key.
   const RecordedValue *find(std::string_view key) const;
 };

@@ -145,6 +145,8 @@ std::string_view RecordingItem::text(std::string_view key) const {
 RecordingReader::RecordingReader(std::string path) : path_(std::move(path)), file_(std::fopen(path_.c_str(), "rbe")) {
   if (file_ == nullptr) throw RecordingFault(path_ + ": " + std::strerror(errno));
   std::optional<RecordingItem> first = read_item();
+  if (!first && !is_cut_)
+    throw RecordingFault(path_ + ": is empty: no program with a libzel.so.1 was recorded into it");
   if (!first || first->kind != ItemKind::kHead) throw RecordingFault(path_ + ": not a recording of zel-record");
   head_ = *std::move(first);
   const std::int64_t version = head_.number(kItemHead).value_or(0);

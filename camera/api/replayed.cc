@@ -79,8 +79,7 @@ RecordedValue::List arguments_of(const RecordedCall &row, std::span<const LogFie
 // ---- Errors ------------------------------------------------------------------------------------------------------
 
 std::string text_of(const RecordedValue *value) {
-  const auto *text = value != nullptr ? value->as<std::string>() : nullptr;
-  return text != nullptr ? *text : "";
+  return value != nullptr ? value->any_text() : "";
 }
 
 void leave_error(const RecordingItem &call, GError **error) {
@@ -128,28 +127,26 @@ zel_map *extra_of(Session &session, const RecordingItem &call) {
 
 // ---- Types -------------------------------------------------------------------------------------------------------
 
-/// The enumeration as it was recorded; GLib keeps its values until the process ends.
-GType type_of(const Session &session, const RecordingItem &call) {
-  const RecordedValue &gave = *call.gave();
-  const RecordedValue *named = gave.find(formats::kTypeName);
-  const std::string name = text_of(named != nullptr ? named : &gave);
-  const GType known = g_type_from_name(name.c_str());
-  const RecordedValue::List *values = session.replay->run().values_of_type(name);
-  if (known != G_TYPE_INVALID) return G_TYPE_IS_ENUM(known) ? known : G_TYPE_INVALID;
-  if (values == nullptr) return G_TYPE_INVALID;
-  auto *table = g_new0(GEnumValue, values->size() + 1);
-  for (std::size_t i = 0; i < values->size(); ++i) {
-    const auto &value = *(*values)[i].as<RecordedValue::List>();
+void register_type(const std::string &name, const RecordedValue::List &values) {
+  auto *table = g_new0(GEnumValue, values.size() + 1);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const auto &value = *values[i].as<RecordedValue::List>();
     table[i] = {static_cast<gint>(value[0].as_integer().value_or(0)), g_intern_string(text_of(&value[1]).c_str()),
                 g_intern_string(text_of(&value[2]).c_str())};
   }
-  return g_enum_register_static(name.c_str(), table);  // NOLINT(clang-analyzer-unix.Malloc): it keeps the table
+  (void)g_enum_register_static(name.c_str(), table);  // NOLINT(clang-analyzer-unix.Malloc): it keeps the table
+}
+
+GType type_of(const RecordingItem &call) {
+  const RecordedValue &gave = *call.gave();
+  const RecordedValue *named = gave.find(formats::kTypeName);
+  return g_type_from_name(text_of(named != nullptr ? named : &gave).c_str());
 }
 
 template <std::integral Number>
 Number number_of(Session &session, const RecordingItem &call) {
   const RecordedValue &gave = *call.gave();
-  if (call.row().result == 't') return static_cast<Number>(type_of(session, call));
+  if (call.row().result == 't') return static_cast<Number>(type_of(call));
   if (call.row().result == 'Q') return static_cast<Number>(g_quark_from_string(text_of(&gave).c_str()));
   const std::int64_t recorded = gave.as_integer().value_or(static_cast<std::int64_t>(gave.as_unsigned().value_or(0)));
   if (recorded < 0) return static_cast<Number>(recorded);
@@ -162,6 +159,17 @@ Number number_of(Session &session, const RecordingItem &call) {
 }
 
 }  // namespace
+
+void register_types(const RecordedRun &run) {
+  for (const auto &[name, values] : run.types()) {
+    const GType known = g_type_from_name(name.c_str());
+    if (known == G_TYPE_INVALID) {
+      register_type(name, *values);
+    } else if (!G_TYPE_IS_ENUM(known)) {
+      throw std::runtime_error(run.path() + ": " + name + " is no enumeration here");
+    }
+  }
+}
 
 ReplayedCall find_replayed(Session &session, std::string_view name, std::span<const LogField> arguments,
                            GError **error) {

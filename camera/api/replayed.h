@@ -28,6 +28,10 @@ struct ReplayedBuffers {
   void release();
 };
 
+/// Makes the enumerations of a recording; GLib keeps them until the process ends. Throws std::runtime_error when one
+/// has the name of a type that is none.
+void register_types(const RecordedRun &run);
+
 /// How a call is answered.
 struct ReplayedCall {
   const formats::RecordingItem *item = nullptr;  ///< null: the call fails

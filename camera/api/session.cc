@@ -55,7 +55,9 @@ Session::Session(const char *name)
   }
   if (!problem.empty() || config.recording.empty()) return;
   try {
-    replay = std::make_unique<Replay>(config.recording, config.pacing);
+    auto answering = std::make_unique<Replay>(config.recording, config.pacing);
+    register_types(answering->run());
+    replay = std::move(answering);
   } catch (const std::exception &why) {
     problem = "Camera configuration " + path + ": [camera] recording: " + why.what();
   }

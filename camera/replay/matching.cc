@@ -2,6 +2,7 @@
 #include "replay/matching.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 namespace camera {
@@ -9,21 +10,24 @@ namespace {
 
 using formats::RecordedValue;
 
-/// A text; null is an empty one.
-std::string text_in(const RecordedValue &value) {
-  if (const auto *text = value.as<std::string>()) return *text;
-  const auto *bytes = value.as<RecordedValue::Bytes>();
-  return bytes != nullptr ? std::string(bytes->begin(), bytes->end()) : std::string();
-}
-
+/// Null is an empty text.
 bool are_same_texts(const RecordedValue &one, const RecordedValue &other) {
-  return text_in(one) == text_in(other);
+  return one.any_text() == other.any_text();
 }
 
 bool are_same_errors(const RecordedValue &one, const RecordedValue &other) {
   if (one.is_null() || other.is_null()) return one.is_null() == other.is_null();
   return *one.find(formats::kErrorCode) == *other.find(formats::kErrorCode) &&
          are_same_texts(*one.find(formats::kErrorText), *other.find(formats::kErrorText));
+}
+
+/// One that is no number is the same as another such.
+bool are_same_doubles(const RecordedValue &one, const RecordedValue &other) {
+  const auto *number = one.as<double>();
+  const auto *other_number = other.as<double>();
+  const bool are_none =
+      number != nullptr && other_number != nullptr && std::isnan(*number) && std::isnan(*other_number);
+  return are_none || one == other;
 }
 
 bool are_same(char letter, const RecordedValue &one, const RecordedValue &other) {
@@ -43,6 +47,8 @@ bool are_same(char letter, const RecordedValue &one, const RecordedValue &other)
       return (one.as_integer() == 0) == (other.as_integer() == 0);
     case 'e':
       return are_same_errors(one, other);
+    case 'd':
+      return are_same_doubles(one, other);
     default:
       return one == other;
   }

@@ -68,6 +68,7 @@ RecordedRun::RecordedRun(const std::string &path) : path_(path) {
   while (std::optional<RecordingItem> item = reader.next())
     add(*std::move(item));
   end_threads();
+  check_types();
   made_up_.reset(static_cast<std::uint8_t *>(std::calloc(largest_made_up_ + 1, 1)));
   if (made_up_ == nullptr)
     throw std::runtime_error(path_ + ": no memory for a chunk of " + std::to_string(largest_made_up_) + " bytes");
@@ -135,6 +136,15 @@ const RecordingItem *RecordedRun::holder_of(const RecordingItem &chunk) const {
   return again != again_.end() ? again->second : &chunk;
 }
 
+/// A program that asks for a type wants its values.
+void RecordedRun::check_types() const {
+  for (const RecordingItem &call : calls_) {
+    const auto *name = call.row().result == 't' ? call.gave()->as<std::string>() : nullptr;
+    if (name != nullptr && !types_.contains(*name))
+      throw std::runtime_error(path_ + ": the values of the type " + formats::quoted(*name, 50) + " are not in it");
+  }
+}
+
 /// What no call came behind: signals in calls that never returned, and those that came at the end.
 void RecordedRun::end_threads() {
   for (const auto &[number, thread] : threads_) {
@@ -175,11 +185,6 @@ RecordedBytes RecordedRun::bytes_of(const RecordingItem &call) const {
   const auto *bytes = data != nullptr ? data->as<RecordedValue::Bytes>() : nullptr;
   if (bytes != nullptr && !bytes->empty()) return {bytes->data(), size};
   return {data != nullptr && data->is_null() ? nullptr : made_up_.get(), size};
-}
-
-const RecordedValue::List *RecordedRun::values_of_type(const std::string &name) const {
-  const auto found = types_.find(name);
-  return found != types_.end() ? found->second : nullptr;
 }
 
 }  // namespace camera

@@ -60,8 +60,8 @@ class RecordedRun {
   /// What a call that takes a chunk hands out; made-up bytes where the recording has none.
   RecordedBytes bytes_of(const formats::RecordingItem &call) const;
 
-  /// The values of a type by its name; null when they are not known.
-  const formats::RecordedValue::List *values_of_type(const std::string &name) const;
+  /// The values of the enumerations by their names: of all that the recording has calls for.
+  const std::map<std::string, const formats::RecordedValue::List *> &types() const { return types_; }
 
   /// When the first call began.
   std::uint64_t begin_ns() const { return calls_.empty() ? 0 : calls_.front().at_ns; }
@@ -84,6 +84,7 @@ class RecordedRun {
   /// The call whose bytes the chunk has again, itself where it has its own.
   const formats::RecordingItem *holder_of(const formats::RecordingItem &chunk) const;
   void end_threads();
+  void check_types() const;
 
   std::string path_;
   std::deque<formats::RecordingItem> calls_;

@@ -132,6 +132,17 @@ const Replay::Item *Replay::nothing_to_fetch(std::uint32_t object, const Recorde
   return found;
 }
 
+namespace {
+
+/// Handlers got the signals of a recording; one that has no handler now would end the program.
+bool has_handler(int signal) {
+  struct sigaction action {};
+  if (sigaction(signal, nullptr, &action) != 0) return false;
+  return (action.sa_flags & SA_SIGINFO) != 0 || (action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN);
+}
+
+}  // namespace
+
 void Replay::diverge(const RecordedCall &row, const RecordedValue::List &arguments, const Item *recorded) {
   if (!divergence_.empty()) return;
   divergence_ = run_.path() + ": the program calls " + formats::call_text(row, arguments) + ", the recording ";
@@ -187,8 +198,9 @@ ReplayAnswer Replay::answer(const RecordedCall &row, const RecordedValue::List &
   show_readiness();
   changed_.notify_all();
   lock.unlock();
-  for (const int signal : signals)
-    (void)std::raise(signal);
+  for (const int signal : signals) {
+    if (has_handler(signal)) (void)std::raise(signal);
+  }
   return result;
 }
 
@@ -263,7 +275,7 @@ void Replay::send_signals() {
     if (monotonic_us() < due_us(armed.signal->at_ns)) return false;
     if (!is_asleep(armed.thread) && busy_us(armed.thread) < armed.busy_us + kBusyUs) return false;
     sent_.push_back(armed.signal);
-    (void)tgkill(getpid(), armed.thread, armed.signal->number);
+    if (has_handler(armed.signal->number)) (void)tgkill(getpid(), armed.thread, armed.signal->number);
     return true;
   });
 }

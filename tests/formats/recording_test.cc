@@ -129,7 +129,7 @@ TEST(RecordedCalls, Table) {
 
 // Catches files that are no recordings and are taken for some, and messages that do not say where.
 TEST(RecordingReader, RefusesWhatIsNone) {
-  EXPECT_EQ(read_all(""), "a.zrec: not a recording of zel-record");
+  EXPECT_EQ(read_all(""), "a.zrec: is empty: no program with a libzel.so.1 was recorded into it");
   EXPECT_EQ(read_all("no recording"), "a.zrec: not a recording of zel-record");
   EXPECT_EQ(read_all(raw({0xFF})), "a.zrec: byte 0: no item of a recording");
   EXPECT_EQ(read_all(raw({0xA1, 0x61, 'a', 0x01})), "a.zrec: not a recording of zel-record");

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <functional>
 #include <map>
@@ -146,7 +147,49 @@ TEST_F(ReplayTest, Matroska) {
 
 // Catches events that are lost or come elsewhere.
 TEST_F(ReplayTest, Events) {
-  expect_replay(scripted, {"--frames=4", "--zel-debug", "-o", "out"});
+  const Arguments arguments = {"--frames=4", "--zel_debug", "-o", "out"};
+  const Seen recorded = record_run(scripted, arguments);
+  EXPECT_EQ(recorded.result.status, 0);
+  EXPECT_THAT(recorded.result.out, HasSubstr("event = 'started'"));
+  expect_same(recorded, replay(arguments));
+}
+
+// Catches texts that are lost because they are no UTF-8, and numbers that are no numbers and are taken for others.
+TEST_F(ReplayTest, OddTextsAndNumbers) {
+  const auto script = [](CameraScript &camera) {
+    camera.scripted().fault({.call = "zel_stream_get_buffer", .nth = 2, .message = "caf\xE9", .expected = true});
+  };
+  expect_replay(script, {"--frames=4", "-q", "--pipeline=caf\xE9", "-o", "out"});
+  expect_replay(scripted, {"--frames=4", "-q", "--framerate=nan", "-o", "out"});
+}
+
+// Catches a replay that is done before the recorded time has passed, or that takes it when nothing is to be waited for.
+TEST_F(ReplayTest, Pace) {
+  const auto script = [](CameraScript &camera) {
+    camera.scripted().fault({.call = "zel_stream_get_buffer", .nth = 2, .fail = false, .stall_us = 2000000});
+  };
+  const Arguments arguments = {"--frames=3", "-q", "-o", "out"};
+  const Seen recorded = record_run(script, arguments);
+  const auto seconds = [&](const char *pacing) {
+    ClientRun run;
+    run.camera().set("recording", recording()).set("pacing", pacing);
+    run.clock(kClock);
+    const auto begin = std::chrono::steady_clock::now();
+    expect_same(recorded, seen(run, run.run(arguments)));
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  };
+  const double paced = seconds("real-time");
+  EXPECT_GE(paced, 2);
+  EXPECT_LT(seconds("virtual"), paced);
+}
+
+// Catches a replay that insists on calls that only look, or on waits: the quiet run makes fewer of them.
+TEST_F(ReplayTest, FewerLooks) {
+  const Seen recorded = record_run(scripted, {"--frames=4", "-x", "-m", "-o", "out"});
+  const Seen quiet = replay({"--frames=4", "-q", "-m", "-o", "out"});
+  EXPECT_EQ(quiet.result.err, "");
+  EXPECT_EQ(quiet.result.status, 0);
+  EXPECT_TRUE(quiet.files == recorded.files);
 }
 
 // Catches interrupts that come elsewhere than they came: in calls, and a second one in a handler's way out.
@@ -248,6 +291,21 @@ TEST_F(ReplayTest, RefusedRecordings) {
               HasSubstr("[camera] recording: " + recording() + ": items are lost in it: it cannot be replayed"));
   write_file(recording(), "\xFF");
   EXPECT_THAT(error(), HasSubstr("[camera] recording: " + recording() + ": byte 0: no item of a recording"));
+  record_run(scripted, {"--frames=1", "-q", "-o", "out"});
+  const std::string good = read_file(recording());
+  for (const auto &[name, text] : {std::pair("GObject", ": GObject is no enumeration here"),
+                                   std::pair("zel form", ": \"zel form\" is no type's name")}) {
+    std::string bytes = good;
+    const std::size_t at = bytes.find("\x6Azel_format");
+    ASSERT_NE(at, bytes.npos);
+    bytes.replace(at, 11, static_cast<char>(0x60 + std::string_view(name).size()) + std::string(name));
+    write_file(recording(), bytes);
+    EXPECT_THAT(error(), HasSubstr(text));
+  }
+  std::string unnamed = good;
+  unnamed.replace(unnamed.find("values"), 6, "valuez");
+  write_file(recording(), unnamed);
+  EXPECT_THAT(error(), HasSubstr("zel_format_get_type is written down"));
   std::filesystem::remove(recording());
   EXPECT_THAT(error(), HasSubstr("[camera] recording: " + recording() + ": No such file or directory"));
 }
