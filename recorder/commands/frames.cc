@@ -29,7 +29,9 @@ struct FramesOptions {
 /// A frame that the program has fetched, and what is known of it so far.
 struct FetchedFrame {
   std::uint64_t buffer = 0;
-  bool is_over = false;  ///< the buffer has been handed back, or fetched anew
+  bool is_over = false;  ///< the buffer has been handed back or dropped, or was fetched anew
+  bool is_torn = false;  ///< items are lost that may have been about it
+  bool has_end = false;  ///< the program was told that there are no more chunks
   std::optional<std::uint64_t> size;
   formats::SidecarRecord record;
   RecordedValue::Bytes bytes;
@@ -55,10 +57,26 @@ class FrameWriter {
     }
   }
 
+  /// The program has dropped its last reference.
+  void release(const RecordingItem &item) {
+    hand_back(item.fields.find(formats::kItemRelease)->as_unsigned().value_or(0));
+  }
+
+  /// Items are missing here.
+  void lose() {
+    for (FetchedFrame &frame : fetched_) {
+      frame.is_torn = frame.is_torn || !frame.is_over;
+      frame.is_over = true;
+    }
+    write_complete();
+  }
+
   void finish() {
     for (FetchedFrame &frame : fetched_)
       frame.is_over = true;
     write_complete();
+    if (options_.stream && !first_stream_)
+      frames::unusable("{}: has no frames of a stream {}", options_.recording, *options_.stream);
     const auto trailer = formats::sidecar_trailer_bytes(count_);
     sidecar_.write(trailer);
     frames::publish({&stream_, &sidecar_});
@@ -104,6 +122,9 @@ class FrameWriter {
     if (call.row().result != 'c') return;
     if (gave.find(formats::kChunkHash) != nullptr)
       frames::unusable("{}: was recorded without pictures", options_.recording);
+    const bool is_end =
+        gave.find(formats::kChunkSize)->as_unsigned() == 0U && gave.find(formats::kChunkMark) == nullptr;
+    frame.has_end = frame.has_end || is_end;
     const RecordedValue *data = gave.find(formats::kChunkData);
     const auto *bytes = data != nullptr ? data->as<RecordedValue::Bytes>() : nullptr;
     if (bytes != nullptr) frame.bytes.insert(frame.bytes.end(), bytes->begin(), bytes->end());
@@ -113,7 +134,8 @@ class FrameWriter {
   void write_complete() {
     for (; !fetched_.empty() && fetched_.front().is_over; fetched_.pop_front()) {
       FetchedFrame &frame = fetched_.front();
-      if (frame.size && *frame.size != frame.bytes.size()) {
+      const bool has_all = frame.size ? *frame.size == frame.bytes.size() : frame.has_end;
+      if (frame.is_torn || !has_all) {
         ++left_out_;
         continue;
       }
@@ -141,13 +163,17 @@ int take_frames(const FramesOptions &options) {
   FrameWriter writer(options);
   while (const std::optional<RecordingItem> item = reader.next()) {
     if (item->kind == ItemKind::kCall) writer.take(*item);
+    if (item->kind == ItemKind::kRelease) writer.release(*item);
+    if (item->kind == ItemKind::kLost) writer.lose();
   }
   writer.finish();
   frames::Output output;
   output.put(
       fmt::format("{}: {} frames, {} bytes\n", frames::one_line(options.output.path), writer.count(), writer.bytes()));
-  if (writer.left_out() != 0)
-    output.put(fmt::format("{} left out: the program did not take all of their bytes\n", writer.left_out()));
+  if (writer.left_out() != 0) {
+    output.put(fmt::format("{} left out: the program did not take all of their bytes, or the recording lacks some\n",
+                           writer.left_out()));
+  }
   output.flush();
   return 0;
 }

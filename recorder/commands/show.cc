@@ -33,12 +33,20 @@ struct ShowOptions {
   bool json = false;
 };
 
+bool is_match(const std::string &pattern, std::string_view name) {
+  return fnmatch(pattern.c_str(), std::string(name).c_str(), 0) == 0;
+}
+
+/// The patterns between the commas. One that no call's name is like is a mistake.
 std::vector<std::string> patterns_in(const std::string &text) {
   std::vector<std::string> patterns;
   for (std::size_t begin = 0; begin <= text.size();) {
     const std::size_t end = std::min(text.find(',', begin), text.size());
     patterns.push_back(text.substr(begin, end - begin));
     begin = end + 1;
+    const auto is_like = [&](const formats::RecordedCall &call) { return is_match(patterns.back(), call.name); };
+    if (std::none_of(formats::kRecordedCalls.begin(), formats::kRecordedCalls.end(), is_like))
+      frames::unusable("--calls: no call of libzel is named \"{}\"", patterns.back());
   }
   return patterns;
 }
@@ -50,15 +58,27 @@ std::uint64_t time_in(const std::string &option, const std::string &text) {
   return static_cast<std::uint64_t>(*position->after_us) * 1000;
 }
 
-/// Whether a call failed, by its error or by its result.
+/// Whether a call failed, by its error or by its result. That there is no event, or no descriptor for events, is none.
 bool has_failed(const RecordingItem &call) {
   if (call.fields.find(formats::kKeyError) != nullptr) return true;
+  const formats::RecordedCall &row = call.row();
+  if (row.name == "zel_stream_get_event" || row.name == "zel_stream_get_event_fd") return false;
   const RecordedValue *gave = call.gave();
-  if (!call.row().can_fail || gave == nullptr) return false;
-  const RecordedValue *mark = gave->find(formats::kChunkMark);
-  return gave->is_null() ||
-         (gave->as_integer() && *gave->as_integer() <= 0 && call.row().name != "zel_stream_get_fd") ||
-         (mark != nullptr && mark->as_integer() == INT32_MIN);
+  switch (row.result) {
+    case 'm':
+    case 's':
+    case 'b':
+      return gave->is_null();
+    case 'c': {
+      const RecordedValue *mark = gave->find(formats::kChunkMark);
+      return mark != nullptr && mark->as_integer() == INT32_MIN;
+    }
+    case 'i':
+      if (row.name == "zel_stream_get_fd") return *gave->as_integer() < 0;
+      return (row.can_fail || row.name == "zel_stream_stop") && gave->as_integer() == 0;
+    default:
+      return false;
+  }
 }
 
 bool is_chosen(const ShowOptions &options, const RecordingItem &item) {
@@ -67,9 +87,8 @@ bool is_chosen(const ShowOptions &options, const RecordingItem &item) {
   const bool only_calls = options.errors || !options.calls.empty();
   if (item.kind == ItemKind::kLost || !only_calls) return true;
   if (item.kind != ItemKind::kCall || (options.errors && !has_failed(item))) return false;
-  const std::string name(item.row().name);
-  const auto matches = [&name](const std::string &pattern) { return fnmatch(pattern.c_str(), name.c_str(), 0) == 0; };
-  return options.calls.empty() || std::any_of(options.calls.begin(), options.calls.end(), matches);
+  const auto is_like = [&item](const std::string &pattern) { return is_match(pattern, item.row().name); };
+  return options.calls.empty() || std::any_of(options.calls.begin(), options.calls.end(), is_like);
 }
 
 std::string errno_name(std::int64_t number) {
@@ -81,9 +100,8 @@ std::string call_line(const RecordingItem &call) {
   std::string line = formats::call_text(call.row(), call.arguments());
   if (call.gave() != nullptr) line += " = " + formats::result_text(call);
   if (const RecordedValue *error = call.fields.find(formats::kKeyError)) {
-    const auto *text = error->find(formats::kErrorText)->as<std::string>();
     line += fmt::format(" error {} {}", error->find(formats::kErrorCode)->as_integer().value_or(0),
-                        formats::quoted(text != nullptr ? *text : "", 500));
+                        formats::quoted(error->find(formats::kErrorText)->any_text(), 500));
   }
   if (const auto number = call.number(formats::kKeyErrno)) {
     if (*number != 0) line += " " + errno_name(*number);
@@ -139,14 +157,22 @@ std::string item_line(const RecordingItem &item) {
   }
 }
 
+/// A word as a shell takes it.
+std::string shell_word(const std::string &word) {
+  constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_@%+=:,./-";
+  if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;
+  std::string quoted = "'";
+  for (const char letter : word)
+    quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
+  return quoted + "'";
+}
+
 std::string head_line(const RecordingItem &head) {
   std::string program;
   const RecordedValue *words = head.fields.find(formats::kKeyProgram);
   const auto *list = words != nullptr ? words->as<RecordedValue::List>() : nullptr;
-  for (const RecordedValue &word : list != nullptr ? *list : RecordedValue::List{}) {
-    const auto *text = word.as<std::string>();
-    program.append(program.empty() ? "" : " ").append(text != nullptr ? *text : "?");
-  }
+  for (const RecordedValue &word : list != nullptr ? *list : RecordedValue::List{})
+    program.append(program.empty() ? "" : " ").append(shell_word(word.any_text()));
   const RecordedValue *pictures = head.fields.find(formats::kKeyPictures);
   const bool *has_pictures = pictures != nullptr ? pictures->as<bool>() : nullptr;
   return fmt::format("+++ {} on {}, {} bits, with {}{} +++", program, head.text(formats::kKeyMachine),

@@ -23,30 +23,6 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
-/// The items whose first key is `kind`.
-std::vector<json> items_of(const std::vector<json> &items, const std::string &kind) {
-  std::vector<json> found;
-  for (const json &item : items) {
-    if (item.contains(kind)) found.push_back(item);
-  }
-  return found;
-}
-
-std::vector<std::string> names_of_calls(const std::vector<json> &items) {
-  std::vector<std::string> names;
-  for (const json &call : items_of(items, "call"))
-    names.push_back(call.at("call"));
-  return names;
-}
-
-std::vector<json> calls_named(const std::vector<json> &items, const std::string &name) {
-  std::vector<json> found;
-  for (const json &call : items_of(items, "call")) {
-    if (call.at("call") == name) found.push_back(call);
-  }
-  return found;
-}
-
 class RecorderTest : public testing::Test {
  protected:
   void SetUp() override { run.camera().scripted(); }
@@ -385,6 +361,10 @@ TEST(Recorder, RefusesWhatItCannotDo) {
       "zel-record: --max-size: not a number of bytes such as 65536, 64K, 100M or 2G, and at least 64K\n";
   for (const char *wrong : {"", "x", "1", "-1", "64KB", "99999999999999999999", "99999999999G"})
     EXPECT_EQ(said({std::string("--max-size=") + wrong, "true"}), size) << wrong;
+  EXPECT_EQ(zel_record({"-o", "e.zrec", "true"}, folder.path()).status, 0);
+  const RunResult empty = read_recording({"show", "e.zrec"}, folder.path());
+  EXPECT_EQ(empty.status, 2);
+  EXPECT_EQ(empty.err, "zel-record: e.zrec: is empty: no program with a libzel.so.1 was recorded into it\n");
   const RunResult unknown = read_recording({"show", "none.zrec"}, folder.path());
   EXPECT_EQ(unknown.status, 2);
   EXPECT_EQ(unknown.err, "zel-record: none.zrec: No such file or directory\n");

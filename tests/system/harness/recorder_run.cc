@@ -52,3 +52,26 @@ std::vector<nlohmann::json> recorded_items(const std::filesystem::path &recordin
     items.push_back(nlohmann::json::parse(line));
   return items;
 }
+
+std::vector<nlohmann::json> items_of(const std::vector<nlohmann::json> &items, const std::string &kind) {
+  std::vector<nlohmann::json> found;
+  for (const nlohmann::json &item : items) {
+    if (item.contains(kind)) found.push_back(item);
+  }
+  return found;
+}
+
+std::vector<nlohmann::json> calls_named(const std::vector<nlohmann::json> &items, const std::string &name) {
+  std::vector<nlohmann::json> found;
+  for (const nlohmann::json &call : items_of(items, "call")) {
+    if (call.at("call") == name) found.push_back(call);
+  }
+  return found;
+}
+
+std::vector<std::string> names_of_calls(const std::vector<nlohmann::json> &items) {
+  std::vector<std::string> names;
+  for (const nlohmann::json &call : items_of(items, "call"))
+    names.push_back(call.at("call"));
+  return names;
+}

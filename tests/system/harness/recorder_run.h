@@ -27,4 +27,11 @@ RunResult read_recording(const std::vector<std::string> &arguments, const std::f
 std::vector<nlohmann::json> recorded_items(const std::filesystem::path &recording,
                                            const std::vector<std::string> &options = {});
 
+/// Those whose first key is `kind`.
+std::vector<nlohmann::json> items_of(const std::vector<nlohmann::json> &items, const std::string &kind);
+
+/// The calls of one name, and the names of all calls.
+std::vector<nlohmann::json> calls_named(const std::vector<nlohmann::json> &items, const std::string &name);
+std::vector<std::string> names_of_calls(const std::vector<nlohmann::json> &items);
+
 #endif
