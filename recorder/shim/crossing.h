@@ -190,7 +190,8 @@ auto record_call(Function *next, Arguments... arguments) {
     const Result result = next(arguments...);
     const CallTimes &times = call.returned();
     const auto shown = Shape::of(result);
-    write(times, takes_error && looks_failed(result), [&shown](auto &sink) {
+    const bool can_fail = takes_error || std::string_view(kName.text) == "zel_stream_stop";
+    write(times, can_fail && looks_failed(result), [&shown](auto &sink) {
       formats::put_cbor_text(sink, formats::kKeyGave);
       encode(sink, shown);
     });

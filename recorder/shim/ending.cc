@@ -17,19 +17,23 @@ std::atomic<int> quick_status = 0;
 
 /// The last item. A child of vfork shares this memory and must not end its parent's recording.
 void end_recording(std::string_view how, int status) {
-  if (getpid() != owner || !recording_is_on.exchange(false)) return;
+  if (getpid() != owner) return;
   const ErrnoKept kept;
+  if (!recording_is_on.exchange(false)) {
+    await_finished();
+    return;
+  }
+  end_equal_polls();
   const std::uint64_t at = elapsed_ns();
   const std::uint32_t thread = thread_number();
-  (void)write_item([&](auto &sink) {
-    formats::put_cbor_byte(sink, formats::kCborOpenMap);
-    put_text_field(sink, formats::kItemEnd, how);
-    put_field(sink, formats::kKeyThread, thread);
-    put_field(sink, formats::kKeyAt, at);
-    put_field(sink, formats::kKeyStatus, status & 0xFF);
-    formats::put_cbor_byte(sink, formats::kCborBreak);
-  });
-  finish_writer();
+  SmallItem item;
+  formats::put_cbor_byte(item, formats::kCborOpenMap);
+  put_text_field(item, formats::kItemEnd, how);
+  put_field(item, formats::kKeyThread, thread);
+  put_field(item, formats::kKeyAt, at);
+  put_field(item, formats::kKeyStatus, status & 0xFF);
+  formats::put_cbor_byte(item, formats::kCborBreak);
+  finish_writer(item);
 }
 
 }  // namespace

@@ -20,17 +20,6 @@ constexpr std::uint64_t kFull = 60;       ///< the file is replaced at this size
 constexpr std::uint64_t kBeginning = 15;  ///< ... by its beginning ...
 constexpr std::uint64_t kNewest = 24;     ///< ... and so much of its end
 
-/// A small item in memory.
-struct SmallItem {
-  std::uint8_t bytes[128];
-  std::size_t size = 0;
-  void put(const void *from, std::size_t count) {
-    if (count > sizeof bytes - size) count = sizeof bytes - size;
-    std::memcpy(bytes + size, from, count);
-    size += count;
-  }
-};
-
 SmallItem item_of(const LostItems &lost) {
   SmallItem item;
   formats::put_cbor_byte(item, formats::kCborOpenMap);

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 
 #include "formats/cbor.h"
 #include "formats/recording.h"
@@ -48,6 +49,17 @@ void count_lost(std::size_t size);
 
 /// Wakes the writing thread when the ring is filling.
 void wake_writer_when_filling();
+
+/// A small item in memory; what is beyond its room is left out.
+struct SmallItem {
+  std::uint8_t bytes[128];
+  std::size_t size = 0;
+  void put(const void *from, std::size_t count) {
+    if (count > sizeof bytes - size) count = sizeof bytes - size;
+    std::memcpy(bytes + size, from, count);
+    size += count;
+  }
+};
 
 /// Counts bytes only.
 struct CountingSink {

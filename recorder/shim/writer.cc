@@ -29,6 +29,7 @@ constexpr std::uint64_t kFilling = Ring::kCapacity / 8;  ///< a ring so full is 
 LimitedFile file;
 std::atomic<std::uint32_t> wanted = 0;     ///< a futex: 1 when the thread shall look at the ring now
 std::atomic<std::uint32_t> finishing = 0;  ///< 1: the thread shall write the rest and end
+SmallItem last_item;                       ///< set before `finishing`
 std::atomic<std::uint32_t> finished = 0;   ///< a futex: 1 when the file is complete
 
 std::atomic<std::uint64_t> lost_items = 0;
@@ -97,7 +98,8 @@ bool write_rest() {
     if (!write_complete(reader)) return false;
   } while (reader.skip());
   write_lost();
-  return true;
+  const iovec last = {last_item.bytes, last_item.size};
+  return file.append(&last, 1, 1);
 }
 
 void *run_writer(void *) {
@@ -153,10 +155,15 @@ bool start_writer(const WriterSetup &setup) {
   return status == 0;
 }
 
-void finish_writer() {
+void finish_writer(const SmallItem &last) {
+  last_item = last;
   finishing = 1;
   if (wanted.exchange(1) == 0) futex_wake(wanted);
-  while (finished.load() == 0)
+  await_finished();
+}
+
+void await_finished() {
+  while (finishing.load() != 0 && finished.load() == 0)
     futex_wait(finished, 0, 100 * kMillisecond);
 }
 

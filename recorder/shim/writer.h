@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "recorder/shim/recording.h"
+
 namespace recorder {
 
 /// ns of CLOCK_MONOTONIC.
@@ -23,9 +25,14 @@ struct WriterSetup {
 /// Starts the thread. It takes no signals. False when there can be none.
 bool start_writer(const WriterSetup &setup);
 
-/// Writes what the ring holds, ends the thread and returns when the file is complete. Any number of calls, from any
-/// thread and from signal handlers; items that are still being written then are left out.
-void finish_writer();
+/// Writes what the ring holds and behind it this item, which has its place even when the ring is full; ends the thread
+/// and returns when the file is complete. Once, from any thread and from signal handlers; items that are still being
+/// written then are left out.
+void finish_writer(const SmallItem &last);
+
+/// Returns when finish_writer() is done, which another thread or what a handler has interrupted is in. At once when
+/// nobody is.
+void await_finished();
 
 }  // namespace recorder
 

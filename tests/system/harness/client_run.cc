@@ -119,7 +119,7 @@ ClientRun &ClientRun::clock(const std::vector<ClockReading> &frames) {
 }
 
 ClientRun &ClientRun::under(const std::vector<std::string> &command) {
-  before_ = command;
+  before_.insert(before_.end(), command.begin(), command.end());
   return *this;
 }
 

@@ -58,7 +58,7 @@ class ClientRun {
   ClientRun &terminal_session();           ///< a session of its own whose terminal is the descriptor
   ClientRun &preload(const std::filesystem::path &library);   ///< LD_PRELOAD; may be given several times
   ClientRun &clock(const std::vector<ClockReading> &frames);  ///< the client's clocks, one reading a frame
-  ClientRun &under(const std::vector<std::string> &command);  ///< words before the client's; behind ZEL_TEST_WRAPPER's
+  ClientRun &under(const std::vector<std::string> &command);  ///< words before the client's, behind earlier ones
   ClientRun &guard(std::chrono::seconds longest);             ///< default 120 s
 
   /// Runs to the end.

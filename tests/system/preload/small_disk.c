@@ -1,5 +1,5 @@
-// Preloaded into the client: the disk has room for ZEL_TEST_DISK_BYTES bytes of Matroska files (names ending ".mkv").
-// Writing there stops short when the room is used up, and fails with ENOSPC from then on.
+// Preloaded into the client: the disk has room for ZEL_TEST_DISK_BYTES bytes of Matroska files and recordings (names
+// ending ".mkv" or ".zrec"). Writing there stops short when the room is used up, and fails with ENOSPC from then on.
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -7,19 +7,21 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
-static bool is_matroska(int descriptor) {
+static bool is_on_the_disk(int descriptor) {
   char link[64];
   char name[4096];
   (void)snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
   const ssize_t length = readlink(link, name, sizeof name);
-  return length > 4 && memcmp(name + length - 4, ".mkv", 4) == 0;
+  if (length <= 5) return false;
+  return memcmp(name + length - 4, ".mkv", 4) == 0 || memcmp(name + length - 5, ".zrec", 5) == 0;
 }
 
 ssize_t write(int descriptor, const void *bytes, size_t size) {
   static size_t used;
-  if (is_matroska(descriptor)) {
+  if (is_on_the_disk(descriptor)) {
     const char *given = getenv("ZEL_TEST_DISK_BYTES");
     const size_t room = (given == NULL ? 0 : strtoul(given, NULL, 10)) - used;
     if (room == 0 && size > 0) {
@@ -30,4 +32,15 @@ ssize_t write(int descriptor, const void *bytes, size_t size) {
     used += size;
   }
   return ((ssize_t(*)(int, const void *, size_t))dlsym(RTLD_NEXT, "write"))(descriptor, bytes, size);
+}
+
+// Writes the first piece that is there: stopping short is allowed.
+ssize_t writev(int descriptor, const struct iovec *pieces, int count) {
+  if (!is_on_the_disk(descriptor))
+    return ((ssize_t(*)(int, const struct iovec *, int))dlsym(RTLD_NEXT, "writev"))(descriptor, pieces, count);
+  while (count > 1 && pieces->iov_len == 0) {
+    ++pieces;
+    --count;
+  }
+  return write(descriptor, pieces->iov_base, pieces->iov_len);
 }
