@@ -114,7 +114,9 @@ void put_distributions(std::string &text, const Statistics &statistics) {
   put_distribution(text, "  other frames", statistics.size_other);
 }
 
-constexpr std::size_t kMostLines = 10;  ///< of one kind: all of it stays on one screen
+// So that all of it stays on a screen of 24 lines.
+constexpr std::size_t kMostGaps = 5;
+constexpr std::size_t kMostNumbers = 10;
 
 void put_gaps(std::string &text, const Statistics &statistics) {
   text += '\n';
@@ -125,20 +127,22 @@ void put_gaps(std::string &text, const Statistics &statistics) {
   } else {
     put_line(text, "gaps", "{}, {} frames missing", statistics.gaps.size(), *statistics.missing);
   }
-  for (std::size_t i = 0; i < statistics.gaps.size() && i < kMostLines; ++i) {
+  for (std::size_t i = 0; i < statistics.gaps.size() && i < kMostGaps; ++i) {
     const Gap &gap = statistics.gaps[i];
     const std::string length = gap.delta_us ? fmt::format("{} us, ", *gap.delta_us) : "";
     put_line(text, "", "after frame {}: {}{} missing", gap.after, length, gap.missing);
   }
-  if (statistics.gaps.size() > kMostLines) put_line(text, "", "... and {} more", statistics.gaps.size() - kMostLines);
+  if (statistics.gaps.size() > kMostGaps) {
+    put_line(text, "", "... and {} more, which zel-frames check lists", statistics.gaps.size() - kMostGaps);
+  }
 }
 
 void put_numbers(std::string &text, std::string_view name, const std::vector<std::size_t> &numbers) {
   if (numbers.empty()) return;
   std::string list;
-  for (std::size_t i = 0; i < numbers.size() && i < kMostLines; ++i)
+  for (std::size_t i = 0; i < numbers.size() && i < kMostNumbers; ++i)
     fmt::format_to(std::back_inserter(list), "{}{}", i == 0 ? "" : ", ", numbers[i]);
-  put_line(text, name, "{}: frame {}{}", numbers.size(), list, numbers.size() > kMostLines ? ", ..." : "");
+  put_line(text, name, "{}: frame {}{}", numbers.size(), list, numbers.size() > kMostNumbers ? ", ..." : "");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // zel-frames as a program: texts, statuses and messages.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -152,6 +153,52 @@ TEST_F(FramesCommands, StatsOfNoFrames) {
                 "gaps       -\n");
   EXPECT_EQ(output({"stats", "--json", "none.meta"}), R"({"frames":0,"bytes":0,"gaps":[],"backwards":[],"repeated":[]})"
                                                       "\n");
+}
+
+// Catches figures in another place, more than a screen of them, and frames that are counted and not named.
+TEST_F(FramesCommands, StatsOnOneScreen) {
+  std::string text;
+  std::uint32_t sequence = 0;
+  const auto add = [&](int delta_us, std::uint32_t skipped) {
+    sequence += 1 + skipped;
+    text += fmt::format("zel-client: frame = {:4}, Δcts = {:7}, Δpts = {:7}, latency = {:7} µs, size = {}/4096\n",
+                        sequence, 40'000, delta_us, 1000 + sequence, 500);
+  };
+  add(0, 0);
+  for (int i = 0; i < 7; ++i) {
+    add(120'000, 2);
+    for (int j = 0; j < 3; ++j)
+      add(40'000, 0);
+  }
+  for (int i = 0; i < 11; ++i)
+    add(0, 0);
+  add(-100, 0);
+  write("run.txt", text);
+  EXPECT_EQ(output({"stats", "run.txt"}),
+            R"(capture    run.txt: codec -
+frames     41, key frames -
+bytes      20500
+duration   1.679900 s
+rate       23.811 frames/s, 95.2 kbit/s
+
+                           min          mean         p50         p90         p99       p99.9         max      stddev
+distance (us)             -100       41997.5       40000      120000      120000      120000      120000     39952.6
+at client (us)           40000       40000.0       40000       40000       40000       40000       40000         0.0
+latency (us)              1001        1030.6        1031        1051        1055        1055        1055        16.2
+size (bytes)               500         500.0         500         500         500         500         500         0.0
+  key frames                 -             -           -           -           -           -           -           -
+  other frames               -             -           -           -           -           -           -           -
+
+gaps       7, 14 frames missing
+           after frame 0: 120000 us, 2 missing
+           after frame 4: 120000 us, 2 missing
+           after frame 8: 120000 us, 2 missing
+           after frame 12: 120000 us, 2 missing
+           after frame 16: 120000 us, 2 missing
+           ... and 2 more, which zel-frames check lists
+backwards  1: frame 40
+repeated   11: frame 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, ...
+)");
 }
 
 // Catches "none" for gaps, and lists without an entry, where nothing tells of times.
