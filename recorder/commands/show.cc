@@ -7,6 +7,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "formats/recording_reader.h"
@@ -136,7 +137,31 @@ std::string signal_line(const RecordingItem &item) {
                      during.empty() ? "" : " during ", during);
 }
 
-std::string item_line(const RecordingItem &item) {
+/// What the objects are, by their numbers: calls tell it.
+class Objects {
+ public:
+  void note(const RecordingItem &call) {
+    const RecordedValue::List &arguments = call.arguments();
+    for (std::size_t i = 0; i < arguments.size(); ++i)
+      note(call.row().arguments[i], arguments[i]);
+    if (call.gave() != nullptr) note(call.row().result, *call.gave());
+  }
+
+  std::string name(std::int64_t number) const {
+    const auto kind = kinds_.find(static_cast<std::uint64_t>(number));
+    return fmt::format("{} {}", kind != kinds_.end() ? kind->second : "object", number);
+  }
+
+ private:
+  void note(char letter, const RecordedValue &value) {
+    const char *kind = letter == 'm' ? "map" : letter == 's' ? "stream" : letter == 'b' ? "buffer" : nullptr;
+    if (kind != nullptr && value.as_unsigned()) kinds_[*value.as_unsigned()] = kind;
+  }
+
+  std::unordered_map<std::uint64_t, const char *> kinds_;
+};
+
+std::string item_line(const RecordingItem &item, const Objects &objects) {
   switch (item.kind) {
     case ItemKind::kCall:
       return call_line(item);
@@ -145,7 +170,7 @@ std::string item_line(const RecordingItem &item) {
     case ItemKind::kSignal:
       return signal_line(item);
     case ItemKind::kRelease:
-      return fmt::format("released {}", item.number(formats::kItemRelease).value_or(0));
+      return "released " + objects.name(item.number(formats::kItemRelease).value_or(0));
     case ItemKind::kLost:
       return fmt::format("+++ {} items are lost here, {} bytes +++", item.number(formats::kItemLost).value_or(0),
                          item.number(formats::kKeyBytes).value_or(0));
@@ -189,12 +214,14 @@ int show(const ShowOptions &options) {
   frames::Output output;
   put_line(output, options.json ? json_line(reader.head().fields) : head_line(reader.head()));
   bool has_ended = false;
+  Objects objects;
   while (const std::optional<RecordingItem> item = reader.next()) {
     has_ended = has_ended || item->kind == ItemKind::kEnd;
+    if (item->kind == ItemKind::kCall) objects.note(*item);
     if (!is_chosen(options, *item)) continue;
     const double seconds = static_cast<double>(item->at_ns) / 1e9;
     put_line(output, options.json ? json_line(item->fields)
-                                  : fmt::format("{:11.6f} [{}] {}", seconds, item->thread, item_line(*item)));
+                                  : fmt::format("{:11.6f} [{}] {}", seconds, item->thread, item_line(*item, objects)));
   }
   if (!has_ended && !options.json) {
     put_line(output, reader.is_cut() ? "+++ the recording is cut off here +++"

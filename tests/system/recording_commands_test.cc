@@ -62,6 +62,8 @@ TEST_F(RecordingCommandsTest, ShowsTheCallsThatAreAskedFor) {
   EXPECT_THAT(all.out, testing::StartsWith("+++ "));
   EXPECT_THAT(all.out, HasSubstr(R"( --frames=2 -q -o 'it'\''s out' on )"));
   EXPECT_EQ(shown_calls(all.out).size(), items_of(items(), "call").size());
+  for (const char *released : {"map 1", "stream 3", "buffer 6"})
+    EXPECT_THAT(all.out, HasSubstr(std::string("] released ") + released + "\n"));
   EXPECT_THAT(shown_calls(read("show", {"--calls=zel_map_new,zel_stream_s*"}).out),
               ElementsAre("zel_map_new() = map 1", "zel_map_new() = map 2", "zel_stream_start(stream 3) = 1",
                           "zel_stream_stop(stream 3) = 1"));
