@@ -105,6 +105,7 @@ TEST_F(RecordingFileTest, LosesWhatIsNotTaken) {
 // bytes.
 TEST_F(RecordingFileTest, EndsWithAWholeItemOnAFullDisk) {
   run.preload(preload_library("small_disk")).environment("ZEL_TEST_DISK_BYTES", "60000");
+  run.environment("ZEL_TEST_DISK_FILES", ".zrec");
   record(run, recording());
   const RunResult result = run.run({"--frames=40", "-q", "-o", "out"});
   EXPECT_EQ(result.status, 0);

@@ -1,5 +1,6 @@
-// Preloaded into the client: the disk has room for ZEL_TEST_DISK_BYTES bytes of Matroska files and recordings (names
-// ending ".mkv" or ".zrec"). Writing there stops short when the room is used up, and fails with ENOSPC from then on.
+// Preloaded into the client: the disk has room for ZEL_TEST_DISK_BYTES bytes of files whose names end as
+// ZEL_TEST_DISK_FILES says, by default ".mkv". Writing there stops short when the room is used up, and fails with
+// ENOSPC from then on.
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -15,8 +16,10 @@ static bool is_on_the_disk(int descriptor) {
   char name[4096];
   (void)snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
   const ssize_t length = readlink(link, name, sizeof name);
-  if (length <= 5) return false;
-  return memcmp(name + length - 4, ".mkv", 4) == 0 || memcmp(name + length - 5, ".zrec", 5) == 0;
+  const char *given = getenv("ZEL_TEST_DISK_FILES");
+  const char *end = given == NULL ? ".mkv" : given;
+  const ssize_t ending = (ssize_t)strlen(end);
+  return length > ending && memcmp(name + length - ending, end, (size_t)ending) == 0;
 }
 
 ssize_t write(int descriptor, const void *bytes, size_t size) {
